@@ -1,0 +1,97 @@
+#include <cerrno>
+
+#include "platform/faults.h"
+#include "platform/platform.h"
+#include "platform/stream.h"
+
+namespace quern::platform {
+
+using faults::Effect;
+using faults::Op;
+
+std::unique_ptr<File> File::open(const char* path, const char* mode) {
+  if (faults::hit(Op::Open) != Effect::None) return nullptr;
+  std::FILE* stream = std::fopen(path, mode);
+  if (stream == nullptr) return nullptr;
+  return std::unique_ptr<File>(new File(stream));
+}
+
+File::~File() {
+  if (m_stream != nullptr) std::fclose(m_stream);
+}
+
+size_t File::read(void* buffer, size_t size) {
+  if (faults::hit(Op::Read) != Effect::None) {
+    m_injectedError = true;
+    return 0;
+  }
+  return std::fread(buffer, 1, size, m_stream);
+}
+
+size_t File::write(const void* buffer, size_t size) {
+  switch (faults::hit(Op::Write)) {
+    case Effect::None:
+      return std::fwrite(buffer, 1, size, m_stream);
+    case Effect::ShortWrite: {
+      const size_t part = size / 2;
+      const size_t written = std::fwrite(buffer, 1, part, m_stream);
+      m_injectedError = true;
+      errno = ENOSPC;
+      return written;
+    }
+    case Effect::Fail:
+      break;
+  }
+  m_injectedError = true;
+  return 0;
+}
+
+int File::getc() {
+  if (faults::hit(Op::Read) != Effect::None) {
+    m_injectedError = true;
+    return EOF;
+  }
+  return stream::getcUnlocked(m_stream);
+}
+
+bool File::putc(uint8_t byte) { return write(&byte, 1) == 1; }
+
+bool File::seek(int64_t offset, int whence) {
+  if (faults::hit(Op::Seek) != Effect::None) return false;
+  return stream::seek64(m_stream, offset, whence) == 0;
+}
+
+int64_t File::tell() { return stream::tell64(m_stream); }
+
+bool File::flush() {
+  if (faults::hit(Op::Flush) != Effect::None) return false;
+  return std::fflush(m_stream) == 0;
+}
+
+bool File::sync() {
+  if (faults::hit(Op::Sync) != Effect::None) return false;
+  return stream::syncToDisk(m_stream) == 0;
+}
+
+bool File::close() {
+  std::FILE* stream = m_stream;
+  m_stream = nullptr;
+  const bool injected = faults::hit(Op::Close) != Effect::None;
+  const int saved = errno;
+  const bool closed = std::fclose(stream) == 0;
+  if (injected) errno = saved;
+  return closed && !injected;
+}
+
+bool File::error() const { return m_injectedError || std::ferror(m_stream) != 0; }
+
+bool File::eof() const { return std::feof(m_stream) != 0; }
+
+bool removeFile(const char* path) {
+  if (faults::hit(Op::Remove) != Effect::None) return false;
+  return std::remove(path) == 0;
+}
+
+int lastErrno() { return errno; }
+
+}  // namespace quern::platform

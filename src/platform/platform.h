@@ -1,0 +1,113 @@
+// The operating system as the library sees it. Every OS call of the library
+// lives behind this header: posix.cpp and win32.cpp implement it, file.cpp
+// holds the stdio code the two share. Functions report failure by their
+// result and leave the system's error number for `lastError`/`errorText`;
+// none of them throws.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace quern::platform {
+
+// ---- errors ---------------------------------------------------------------
+
+// The C runtime's error number of the calling thread (errno).
+int lastErrno();
+// The system's text for an errno value.
+std::string errorText(int err);
+// The error number of the last failed thread or file-system call of the
+// calling thread (GetLastError on Windows, errno elsewhere).
+uint32_t lastSystemError();
+
+// ---- files ----------------------------------------------------------------
+
+// A binary stdio stream. Every open, read, write, seek, flush, sync and close
+// of the library passes here, so that tests can make one of them fail
+// (faults.h). Short reads are told apart by `error()` and `eof()`.
+class File {
+ public:
+  ~File();
+  File(const File&) = delete;
+  File& operator=(const File&) = delete;
+
+  // Opens with a stdio mode ("rb", "wb", ...); null with errno set on failure.
+  static std::unique_ptr<File> open(const char* path, const char* mode);
+
+  size_t read(void* buffer, size_t size);
+  size_t write(const void* buffer, size_t size);
+  // One byte, or EOF with `error()` or `eof()` set.
+  int getc();
+  bool putc(uint8_t byte);
+  bool seek(int64_t offset, int whence);  // SEEK_SET, SEEK_CUR, SEEK_END
+  int64_t tell();
+  bool flush();
+  // Forces the file's written data to stable storage (fsync / _commit).
+  bool sync();
+  // Closes the stream; later calls other than the destructor are not allowed.
+  bool close();
+
+  bool error() const;
+  bool eof() const;
+
+ private:
+  explicit File(std::FILE* stream) : m_stream(stream) {}
+  std::FILE* m_stream;
+  bool m_injectedError = false;
+};
+
+// Renames `from` to `to`, replacing a file that `to` names.
+bool renameReplace(const char* from, const char* to);
+bool removeFile(const char* path);
+
+// ---- file system ----------------------------------------------------------
+
+bool fileExists(const char* path);
+// Modification time in seconds since the Unix epoch.
+bool modificationTime(const char* path, int64_t& seconds);
+bool setModificationTime(const char* path, int64_t seconds);
+bool isDirectory(const char* path, bool& directory);
+// Names of the entries of a directory without "." and "..", in the system's order.
+bool listDirectory(const char* path, std::vector<std::string>& names);
+bool makeDirectory(const char* path);
+bool removeDirectory(const char* path);
+// The path separators the system accepts, "/" first.
+const char* pathSeparators();
+
+// ---- process --------------------------------------------------------------
+
+// Memory the process holds privately, in bytes: PagefileUsage on Windows,
+// RssAnon on Linux. False when the system will not tell.
+bool processMemory(uint64_t& bytes);
+// Allows at least `count` files open at once.
+bool raiseOpenFileLimit(int count);
+// Seconds since the Unix epoch.
+int64_t currentTime();
+
+// ---- threads --------------------------------------------------------------
+
+class Thread {
+ public:
+  Thread() = default;
+  ~Thread();  // joins a thread that is still running
+  Thread(const Thread&) = delete;
+  Thread& operator=(const Thread&) = delete;
+
+  // Starts `body` on a new thread; false with `lastSystemError` set on failure.
+  bool start(std::function<void()> body);
+  // Waits for the thread to end; false if it could not be waited for.
+  bool join();
+  bool started() const { return m_handle != nullptr; }
+
+ private:
+  void* m_handle = nullptr;
+  std::function<void()> m_body;
+};
+
+void sleepMilliseconds(uint32_t ms);
+
+}  // namespace quern::platform

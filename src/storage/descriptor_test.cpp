@@ -1,0 +1,117 @@
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+#include "storage/closingblock.h"
+#include "storage/crc.h"
+#include "storage/endian.h"
+#include "storage/inputdesc.h"
+#include "storage/outputdesc.h"
+#include "support/tempdir.h"
+
+namespace quern {
+namespace {
+
+using test::readFile;
+using test::TempDir;
+using test::writeFile;
+
+// Writes body "BODY", table "TABLE" and the closing block; returns the bytes.
+std::string writeIndexFile(const std::string& path) {
+  {
+    COutputDesc out(std::make_unique<CFileOutput>(path.c_str()));
+    out.file().writeChars("BODY", 4);
+    const int64_t table = out.file().position();
+    out.file().writeChars("TABLE", 5);
+    out.writeClosingBlock(table);
+  }
+  return readFile(path);
+}
+
+int readBlock(const std::string& path, int64_t& table) {
+  CInputDesc in(std::make_unique<CFileInput>(path.c_str()));
+  in.file().seekFromEnd(closing::kSize);
+  return in.readClosingBlock(table);
+}
+
+TEST(Descriptor, ClosingBlockLayout) {
+  TempDir dir;
+  const std::string path = dir.file("f.e1");
+  const std::string bytes = writeIndexFile(path);
+  ASSERT_EQ(bytes.size(), 9u + 1024u);
+  const auto* block = reinterpret_cast<const uint8_t*>(bytes.data()) + 9;
+  EXPECT_EQ(loadLE64(block + 8), 4u);
+  EXPECT_EQ(std::string(reinterpret_cast<const char*>(block + 16), 8), std::string("\x67\x45\x23\x81\x00\x01\x00\x00", 8));
+  EXPECT_GT(loadLE64(block + 24), 1700000000u);
+  EXPECT_EQ(std::string(reinterpret_cast<const char*>(block + 32)), path);
+  for (int i = 291; i < 1024; ++i) ASSERT_EQ(block[i], 0) << i;
+  EXPECT_EQ(loadLE64(block), crc64(block + 8, 1016));
+
+  int64_t table = -1;
+  EXPECT_EQ(readBlock(path, table), 1);
+  EXPECT_EQ(table, 4);
+}
+
+TEST(Descriptor, ChecksumCoversTheBlockOnly) {
+  TempDir dir;
+  const std::string path = dir.file("f.e1");
+  const std::string good = writeIndexFile(path);
+  for (size_t at : {size_t{0}, size_t{3}, size_t{4}, size_t{8}}) {  // body and table
+    std::string bytes = good;
+    bytes[at] ^= 0x40;
+    writeFile(path, bytes);
+    int64_t table = -1;
+    EXPECT_EQ(readBlock(path, table), 1) << at;
+  }
+  for (size_t at : {size_t{9}, size_t{9 + 8}, size_t{9 + 16}, size_t{9 + 300}, size_t{9 + 1023}}) {
+    std::string bytes = good;
+    bytes[at] ^= 0x01;
+    writeFile(path, bytes);
+    int64_t table = 77;
+    EXPECT_EQ(readBlock(path, table), 0) << at;
+    EXPECT_EQ(table, 77) << "a failed check leaves the offset alone";
+  }
+}
+
+TEST(Descriptor, LongPathIsCutAndShortFileRefused) {
+  TempDir dir;
+  const std::string path = dir.path() + "/" + std::string(250, 'n') + ".e1";
+  ASSERT_GT(path.size(), 259u);
+  const std::string bytes = writeIndexFile(path);
+  EXPECT_EQ(bytes.substr(9 + 32, 259), path.substr(0, 259));
+  int64_t table = -1;
+  EXPECT_EQ(readBlock(path, table), 1);
+
+  const std::string shortPath = dir.file("short.e1");
+  writeFile(shortPath, std::string(1023, '\0'));
+  EXPECT_THROW(readBlock(shortPath, table), std::runtime_error);
+}
+
+TEST(Descriptor, ClonesReadIndependentlyAndNullIsRefused) {
+  TempDir dir;
+  const std::string path = dir.file("f.e1");
+  writeIndexFile(path);
+  CInputDesc in(std::make_unique<CFileInput>(path.c_str()));
+  auto first = in.clone();
+  auto second = in.clone();
+  first->file().seek(4);
+  EXPECT_EQ(first->file().getChar(), 'T');
+  EXPECT_EQ(second->file().getChar(), 'B');
+  EXPECT_EQ(first->file().getChar(), 'A');
+
+  try {
+    CInputDesc bad(nullptr);
+    FAIL();
+  } catch (const std::runtime_error& failure) {
+    EXPECT_NE(std::string(failure.what()).find(",invalid param(indexInput)"), std::string::npos);
+  }
+  try {
+    COutputDesc bad(nullptr);
+    FAIL();
+  } catch (const std::runtime_error& failure) {
+    EXPECT_NE(std::string(failure.what()).find(",invalid param(indexOutput)"), std::string::npos);
+  }
+}
+
+}  // namespace
+}  // namespace quern

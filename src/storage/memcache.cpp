@@ -1,0 +1,48 @@
+#include "storage/memcache.h"
+
+#include <new>
+
+#include "frame/exception.h"
+
+namespace quern {
+
+uint8_t* CMemCache::alloc(uint32_t size) {
+  MemChunk* target = nullptr;
+  for (const auto& chunk : m_memList) {
+    if (chunk->capacity - chunk->used >= size) {
+      target = chunk.get();
+      break;
+    }
+  }
+  if (target == nullptr) target = &addChunk(size);
+  uint8_t* block = target->base.get() + target->used;
+  target->used += size;
+  return block;
+}
+
+CMemCache::MemChunk& CMemCache::addChunk(uint32_t size) {
+  std::unique_ptr<MemChunk> chunk(new (std::nothrow) MemChunk);
+  if (!chunk) QRN_RAISE(2, "alloc chunk failed");
+  const uint32_t capacity = size > kMinChunk ? size : kMinChunk;
+  chunk->base.reset(new (std::nothrow) uint8_t[capacity]);
+  if (!chunk->base) QRN_RAISE(2, "alloc chunk size %u failed", capacity);
+  chunk->capacity = capacity;
+  try {
+    m_memList.push_back(std::move(chunk));
+  } catch (const std::exception& failure) {
+    QRN_RAISE(2, "m_memList push_back fail, %s", failure.what());
+  } catch (...) {
+    QRN_RAISE(2, "m_memList push_back fail, other exception");
+  }
+  return *m_memList.back();
+}
+
+void CMemCache::clear() { m_memList.clear(); }
+
+uint32_t CMemCache::totalBytes() const {
+  uint32_t total = 0;
+  for (const auto& chunk : m_memList) total += chunk->capacity;
+  return total;
+}
+
+}  // namespace quern

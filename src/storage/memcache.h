@@ -1,0 +1,39 @@
+// CMemCache: a bump allocator over chunks of at least 1 MiB, freed all at
+// once by `clear`. Blocks are not aligned; word-oriented users copy through
+// memcpy. One thread at a time.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+namespace quern {
+
+class CMemCache {
+ public:
+  static constexpr uint32_t kMinChunk = 0x100000;
+
+  CMemCache() = default;
+  virtual ~CMemCache() = default;
+  CMemCache(const CMemCache&) = delete;
+  CMemCache& operator=(const CMemCache&) = delete;
+
+  // A block of `size` bytes, valid until `clear` or destruction. First fit
+  // from the oldest chunk; a new chunk when none has room.
+  uint8_t* alloc(uint32_t size);
+  void clear();
+  // Bytes held from the system: the sum of the chunks' capacities.
+  uint32_t totalBytes() const;
+
+ private:
+  struct MemChunk {
+    std::unique_ptr<uint8_t[]> base;
+    uint32_t used = 0;
+    uint32_t capacity = 0;
+  };
+  MemChunk& addChunk(uint32_t size);
+
+  std::vector<std::unique_ptr<MemChunk>> m_memList;
+};
+
+}  // namespace quern

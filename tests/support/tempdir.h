@@ -1,0 +1,27 @@
+// A fresh directory for one test, removed with everything in it at the end.
+#pragma once
+
+#include <string>
+
+namespace quern::test {
+
+class TempDir {
+ public:
+  TempDir();
+  ~TempDir();
+  TempDir(const TempDir&) = delete;
+  TempDir& operator=(const TempDir&) = delete;
+
+  const std::string& path() const { return m_path; }
+  // `path()` + "/" + name.
+  std::string file(const std::string& name) const { return m_path + "/" + name; }
+
+ private:
+  std::string m_path;
+};
+
+// Whole-file helpers for tests.
+std::string readFile(const std::string& path);
+void writeFile(const std::string& path, const std::string& bytes);
+
+}  // namespace quern::test
