@@ -11,7 +11,8 @@
 #define QUERN_H
 
 #if defined(_WIN32)
-#define QRN_API __declspec(dllexport)
+/* quern.dll exports by its .def file; hosts link its import library. */
+#define QRN_API
 #define QRN_CALL __cdecl
 #else
 #define QRN_API __attribute__((visibility("default")))
