@@ -1,0 +1,174 @@
+#include "index/datastore.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <random>
+#include <stdexcept>
+
+#include "storage/closingblock.h"
+#include "support/tempdir.h"
+
+namespace quern {
+namespace {
+
+using test::readFile;
+using test::TempDir;
+using test::writeFile;
+
+std::string failureOf(const std::function<void()>& body) {
+  try {
+    body();
+  } catch (const std::exception& failure) {
+    return failure.what();
+  }
+  return "no failure";
+}
+
+TEST(DataStore, WorkedExampleByteForByte) {
+  TempDir dir;
+  const std::string base = dir.file("store");
+  {
+    CDataWriter writer(base);
+    writer.addRecord(1, 28, "a/7");
+    writer.addRecord(4, 1028, "a/7");
+    writer.finish();
+  }
+  const std::string bytes = readFile(base + ".di");
+  const std::string expected("\x01\0\0\0" "\x1C\0\0\0\0\0\0\0" "\0\0\0\0"
+                             "\x04\0\0\0" "\x04\x04\0\0\0\0\0\0" "\0\0\0\0"
+                             "\x01\0\0\0" "\x03\0\0\0" "a/7", 43);
+  ASSERT_EQ(bytes.size(), 43u + closing::kSize);
+  EXPECT_EQ(bytes.substr(0, 43), expected);
+  EXPECT_EQ(bytes[43 + 8], 32) << "the closing block holds P";
+
+  CDataReader reader(base.c_str());
+  EXPECT_EQ(reader.locator(5), "7:1028:1");
+  EXPECT_EQ(reader.locator(1), "7:28:0");
+  EXPECT_EQ(reader.locator(3), "7:28:2");
+  EXPECT_EQ(reader.locator(4000), "7:1028:3996") << "past the last entry counts on from it";
+}
+
+TEST(DataStore, EmptyStoreAndPathRows) {
+  TempDir dir;
+  const std::string base = dir.file("store");
+  {
+    CDataWriter writer(base);
+    writer.finish();
+  }
+  EXPECT_EQ(readFile(base + ".di").size(), 4u + closing::kSize);
+  CDataReader empty(base.c_str());
+  EXPECT_TRUE(empty.entries().empty());
+  EXPECT_NE(failureOf([&] { empty.locator(1); }), "no failure");
+
+  {
+    CDataWriter writer(base);
+    writer.addRecord(1, 5000000000ULL, "logs/123abc.qvlog");
+    writer.addRecord(2, 10, "logs/9");
+    writer.addRecord(3, 20, "logs/123abc.qvlog");
+    writer.addRecord(4, 30, "logs/");
+    writer.finish();
+  }
+  CDataReader reader(base.c_str());
+  EXPECT_EQ(reader.locator(1), "123:705032704:0") << "the offset's low 32 bits";
+  EXPECT_EQ(reader.logPath(2), "logs/123abc.qvlog") << "A, B, A makes three rows";
+  EXPECT_EQ(reader.locator(2), "9:10:0");
+  EXPECT_EQ(reader.entries().at(1).logOffset, 5000000000ULL);
+  EXPECT_NE(failureOf([&] { reader.locator(4); }).find("invalid path logs/"), std::string::npos);
+}
+
+TEST(DataStore, PathLengthLimitAndDamagedFiles) {
+  TempDir dir;
+  const std::string base = dir.file("store");
+  for (size_t length : {size_t{1024}, size_t{1025}}) {
+    {
+      CDataWriter writer(base);
+      writer.addRecord(1, 28, std::string(length, 'p'));
+      writer.finish();
+    }
+    const std::string text = failureOf([&] { CDataReader reader(base.c_str()); });
+    if (length == 1024) EXPECT_EQ(text, "no failure");
+    else EXPECT_NE(text.find("path_size 1025 is invalid"), std::string::npos) << text;
+  }
+
+  {
+    CDataWriter writer(base);
+    writer.addRecord(1, 28, "x/1");
+  }  // interrupted: no closing block
+  EXPECT_NE(failureOf([&] { CDataReader reader(base.c_str()); }).find("construct CDataReader fail"),
+            std::string::npos);
+  EXPECT_NE(failureOf([] { CDataReader reader(nullptr); }).find("Invalid param(storeFileName)"), std::string::npos);
+
+  {
+    CDataWriter writer(base);
+    writer.addRecord(1, 28, "x/1");
+    writer.finish();
+  }
+  const std::string good = readFile(base + ".di");
+  std::mt19937 random(7);
+  for (int trial = 0; trial < 300; ++trial) {
+    std::string bytes = good;
+    if (trial % 3 == 0) {
+      bytes.resize(random() % bytes.size());
+    } else {
+      bytes[random() % bytes.size()] ^= static_cast<char>(1 + random() % 255);
+    }
+    writeFile(base + ".di", bytes);
+    try {
+      CDataReader reader(base.c_str());
+      reader.locator(1);
+    } catch (const std::runtime_error&) {
+      // a clean refusal is all that is asked
+    }
+  }
+  writeFile(base + ".di", good);
+  EXPECT_NE(failureOf([&] {
+              std::string bytes = good;
+              bytes[16] = 9;  // the path count, outside the checksum
+              writeFile(base + ".di", bytes);
+              CDataReader reader(base.c_str());
+            }),
+            "no failure");
+}
+
+TEST(DataStore, MergeShiftsIdsAndMatchesAModel) {
+  TempDir dir;
+  std::mt19937 random(11);
+  std::vector<std::unique_ptr<CDataReader>> sources;
+  std::vector<uint32_t> counts;
+  std::map<uint32_t, std::string> model;  // merged record id -> expected locator
+  uint32_t base = 0;
+  for (int source = 0; source < 3; ++source) {
+    const std::string path = dir.file("s" + std::to_string(source));
+    uint32_t next = 1;
+    {
+      CDataWriter writer(path);
+      for (int block = 0; block < 20; ++block) {
+        const uint32_t records = 1 + random() % 5;
+        const uint64_t offset = 28 + 1000ULL * block;
+        const std::string log = "dir/" + std::to_string(source * 10 + block / 7);
+        writer.addRecord(next, offset, log);
+        for (uint32_t r = 0; r < records; ++r) {
+          model[base + next + r] = std::to_string(source * 10 + block / 7) + ":" + std::to_string(offset) + ":" +
+                                   std::to_string(r);
+        }
+        next += records;
+      }
+      writer.finish();
+    }
+    sources.push_back(std::make_unique<CDataReader>(path.c_str()));
+    counts.push_back(next - 1);
+    base += next - 1;
+  }
+  const std::string merged = dir.file("merged");
+  {
+    CDataMerger merger(std::make_unique<CDataWriter>(merged));
+    for (size_t i = 0; i < sources.size(); ++i) merger.add(sources[i].get(), counts[i]);
+    merger.merge();
+  }
+  CDataReader reader(merged.c_str());
+  for (const auto& [record, locator] : model) ASSERT_EQ(reader.locator(record), locator) << record;
+}
+
+}  // namespace
+}  // namespace quern
