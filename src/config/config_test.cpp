@@ -1,0 +1,109 @@
+#include "config/config.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <stdexcept>
+#include <string>
+
+#include "platform/platform.h"
+#include "support/tempdir.h"
+
+namespace quern {
+namespace {
+
+using test::TempDir;
+using test::writeFile;
+
+TEST(ConfigNumber, ParsesLikeStrtoulThroughA32ByteBuffer) {
+  TempDir dir;
+  const std::string path = dir.file("run.ini");
+  writeFile(path,
+            "[n]\nempty =\nletters = abc\nmixed = 12abc\nblank =  7\nminus = -1\nnegative = -5\n"
+            "huge = 4294967296\nmax = 4294967295\nhex = 0x10\n"
+            "padded31 = 0000000000000000000000000000123\npadded34 = 0000000000000000000000000000000123\n");
+  IniFile ini;
+  ASSERT_EQ(ini.Load(path.c_str()), 0);
+  EXPECT_EQ(configNumber(ini, "n", "missing", 42), 42u);
+  EXPECT_EQ(configNumber(ini, "none", "empty", 42), 42u);
+  EXPECT_EQ(configNumber(ini, "n", "empty", 42), 42u) << "nothing behind the = means the default";
+  EXPECT_EQ(configNumber(ini, "n", "letters", 42), 0u) << "not a number is 0, not the default";
+  EXPECT_EQ(configNumber(ini, "n", "mixed", 42), 12u);
+  EXPECT_EQ(configNumber(ini, "n", "blank", 42), 7u);
+  EXPECT_EQ(configNumber(ini, "n", "minus", 42), 4294967295u);
+  EXPECT_EQ(configNumber(ini, "n", "negative", 42), 4294967291u);
+  EXPECT_EQ(configNumber(ini, "n", "huge", 42), 4294967295u) << "saturates on every target";
+  EXPECT_EQ(configNumber(ini, "n", "max", 42), 4294967295u);
+  EXPECT_EQ(configNumber(ini, "n", "hex", 42), 0u);
+  EXPECT_EQ(configNumber(ini, "n", "padded31", 42), 123u);
+  EXPECT_EQ(configNumber(ini, "n", "padded34", 42), 0u) << "only 31 characters count";
+}
+
+TEST(IndexConfig, ReadsTheRunFileWithDefaults) {
+  TempDir dir;
+  const std::string path = dir.file("run.ini");
+  writeFile(path, "[in]\nPath = /logs/a.qvlog\nbegin = 5\n[OUT]\ndir = /idx/\n[Global]\nmaxIndexMemory = 0\n");
+  IndexConfig config;
+  config.load(path.c_str());
+  EXPECT_STREQ(config.inPath(), "/logs/a.qvlog");
+  EXPECT_EQ(config.begin(), 5u) << "the reader, not the settings, lifts it to 28";
+  EXPECT_EQ(config.end(), 0u);
+  EXPECT_EQ(config.outDir(), "/idx//");
+  EXPECT_EQ(config.maxIndexMemory(), 0u);
+  EXPECT_EQ(config.cacheValueSize(), IndexConfig::kDefaultCacheValueSize);
+
+  writeFile(path, "[Global]\ncacheValueSize = 64\n");
+  ASSERT_TRUE(platform::setModificationTime(path.c_str(), platform::currentTime() - 10));
+  config.load(path.c_str());
+  EXPECT_STREQ(config.inPath(), "");
+  EXPECT_EQ(config.outDir(), "/");
+  EXPECT_EQ(config.maxIndexMemory(), IndexConfig::kDefaultMaxIndexMemory);
+  EXPECT_EQ(config.cacheValueSize(), 64u);
+
+  const std::string missing = dir.file("missing.ini");
+  try {
+    config.load(missing.c_str());
+    FAIL() << "a missing run file must raise";
+  } catch (const std::runtime_error& failure) {
+    EXPECT_NE(std::string(failure.what()).find("config"), std::string::npos) << failure.what();
+    EXPECT_NE(std::string(failure.what()).find(",load " + missing + " failed"), std::string::npos);
+  }
+}
+
+TEST(GlobalConfig, ReadsFieldsAndKinds) {
+  TempDir dir;
+  const std::string path = dir.file("config.ini");
+  writeFile(path, "[global]\nINDEXFIELDS = a, b\n[A]\nindexer = e1\n[b]\n");
+  const GlobalConfig config(path.c_str());
+  EXPECT_STREQ(config.indexFields(), "a, b");
+  EXPECT_STREQ(config.indexer("a"), "e1");
+  EXPECT_STREQ(config.indexer("b"), "");
+  EXPECT_STREQ(config.indexer("c"), "");
+  EXPECT_THROW(GlobalConfig(dir.file("none.ini").c_str()), std::runtime_error);
+}
+
+// The process-wide instance only counts as made once config.ini loaded. A
+// child process gives the test a fresh instance whatever ran before.
+TEST(GlobalConfigDeathTest, InstanceTriesAgainUntilConfigLoads) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const TempDir dir;
+  EXPECT_EXIT(
+      {
+        std::filesystem::current_path(dir.path());
+        bool refused = false;
+        try {
+          GlobalConfig::instance();
+        } catch (const std::runtime_error& failure) {
+          refused = std::string(failure.what()).find(",load config.ini failed") != std::string::npos;
+        }
+        writeFile("config.ini", "[Global]\nindexFields = x\n");
+        const bool loaded = std::string(GlobalConfig::instance().indexFields()) == "x";
+        writeFile("config.ini", "[Global]\nindexFields = y\n");
+        const bool once = std::string(GlobalConfig::instance().indexFields()) == "x";
+        std::exit(refused && loaded && once ? 0 : 1);
+      },
+      ::testing::ExitedWithCode(0), "");
+}
+
+}  // namespace
+}  // namespace quern

@@ -1,0 +1,250 @@
+#include "config/ini.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cstring>
+#include <map>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "platform/faults.h"
+#include "platform/platform.h"
+#include "support/tempdir.h"
+
+namespace quern {
+namespace {
+
+using test::readFile;
+using test::TempDir;
+using test::writeFile;
+
+class IniFileTest : public ::testing::Test {
+ protected:
+  // Writes `text` as the test's file and loads it into `m_ini`.
+  void load(const std::string& text) {
+    writeFile(m_file, text);
+    ASSERT_EQ(m_ini.Load(m_file.c_str()), 0);
+  }
+  std::string value(const char* section, const char* key) const {
+    const char* text = m_ini.Value(m_ini.Section(section), key);
+    return text != nullptr ? text : "<none>";
+  }
+  std::string saved() {
+    const std::string out = m_dir.file("out.ini");
+    EXPECT_EQ(m_ini.Save(out.c_str()), 0);
+    return readFile(out);
+  }
+
+  TempDir m_dir;
+  std::string m_file = m_dir.file("test.ini");
+  IniFile m_ini;
+};
+
+TEST_F(IniFileTest, KeyLineRules) {
+  load(std::string("[s]\na = 1\nb=2\nc =  3\n=4\nno equals\ne =\nf\t=\t6\nA = dup\n  g = 7\nh = x=y\n"
+                   "i = a\0b\n",
+                   77));
+  EXPECT_EQ(value("s", "a"), "1") << "the first of two equal keys wins";
+  EXPECT_EQ(value("S", "B"), "2") << "sections and keys ignore case";
+  EXPECT_EQ(value("s", "c"), " 3") << "only one blank goes";
+  EXPECT_EQ(value("s", "e"), "") << "an empty value still makes the key";
+  EXPECT_EQ(value("s", "f\t"), "\t6") << "tabs stay";
+  EXPECT_EQ(value("s", "g"), "7");
+  EXPECT_EQ(value("s", "h"), "x=y");
+  EXPECT_EQ(value("s", "i"), "a") << "a NUL byte ends the line's text";
+  EXPECT_EQ(m_ini.Section("s")->keys.count(), 8u) << "=4 and the line without = are ignored";
+  EXPECT_EQ(saved(), "[s]\na = 1\nb = 2\nc =  3\ne = \nf\t = \t6\ng = 7\nh = x=y\ni = a\n\n");
+}
+
+TEST_F(IniFileTest, SectionHeaderRules) {
+  load("orphan = 1\n[Alpha]\nx = 1\n[Note] ; why\ny = 2\n[ALPHA]\nz = 3\nX = 4\n[Win]\r\nw = v\r\n[Last]");
+  EXPECT_EQ(m_ini.sectionCount(), 4u) << "keys before any header are ignored";
+  ASSERT_NE(m_ini.Section("alpha"), nullptr);
+  EXPECT_EQ(m_ini.Section("alpha")->name, "Alpha") << "the first spelling stays";
+  EXPECT_EQ(value("alpha", "x"), "1");
+  EXPECT_EQ(value("alpha", "z"), "3") << "a repeated header continues its section";
+  EXPECT_EQ(m_ini.Section("Note"), nullptr) << "no bracket before the line end";
+  EXPECT_EQ(value("note] ; why\n", "y"), "2");
+  EXPECT_EQ(value("win", "w"), "v") << "CR LF ends header and value";
+  EXPECT_NE(m_ini.Section("last]"), nullptr) << "without a newline the bracket is part of the name";
+}
+
+TEST_F(IniFileTest, CommentsMoveBehindHeadersOnSave) {
+  load("; head\n# two\n\n[One]\na=1\n  ; inside one\nb = 2\n[two]\n; before keys\nc  =  3\n; trailing\n");
+  EXPECT_EQ(m_ini.headComment(), "; head\n# two\n");
+  EXPECT_EQ(saved(),
+            "; head\n# two\n\n"
+            "[One]\n  ; inside one\n\na = 1\nb = 2\n\n"
+            "[two]\nc  =  3\n\n");
+}
+
+TEST_F(IniFileTest, NamesAgreeOnTheirFirst64Characters) {
+  const std::string stem(64, 'k');
+  load("[" + stem + "a]\n" + stem + "1 = first\n" + std::string(64, 'K') + "2 = second\n[" + stem + "b]\n");
+  EXPECT_EQ(m_ini.sectionCount(), 1u);
+  EXPECT_EQ(value((stem + "zzz").c_str(), (stem + "3").c_str()), "first");
+  EXPECT_EQ(m_ini.Section(stem.c_str())->keys.count(), 1u);
+  EXPECT_EQ(value(stem.substr(1).c_str(), stem.c_str()), "<none>") << "63 characters are another name";
+}
+
+TEST_F(IniFileTest, KeyTablesGrowAndLaterSectionsStartLarger) {
+  std::string text = "[big]\n";
+  std::string expected = "[big]\n";
+  for (int i = 0; i < 12; ++i) {
+    text += "k" + std::to_string(i) + "=" + std::to_string(i) + "\n";
+    expected += "k" + std::to_string(i) + " = " + std::to_string(i) + "\n";
+  }
+  load(text + "[next]\nz=1\n");
+  EXPECT_EQ(m_ini.Section("big")->keys.bucketCount(), 19u);
+  EXPECT_EQ(m_ini.Section("next")->keys.bucketCount(), 19u) << "the hint follows the largest section so far";
+  EXPECT_EQ(saved(), expected + "\n[next]\nz = 1\n\n");
+}
+
+TEST_F(IniFileTest, LongLinesArriveInPieces) {
+  const std::string first(65532, 'x');
+  load("[s]\nk=" + first + "y=z\n");
+  EXPECT_EQ(value("s", "k"), first);
+  EXPECT_EQ(value("s", "y"), "z") << "the rest of a long line is a line of its own";
+}
+
+TEST_F(IniFileTest, GetStringBuffersAndDefaults) {
+  load("[s]\nk = hello\n");
+  char buffer[4] = "???";
+  EXPECT_STREQ(m_ini.GetString("s", "k", "d", buffer, 4), "hel");
+  EXPECT_EQ(m_ini.GetString("s", "k", "d", nullptr, 4), m_ini.Value(m_ini.Section("s"), "k"));
+  EXPECT_EQ(m_ini.GetString("s", "k", "d", buffer, 0), m_ini.Value(m_ini.Section("s"), "k"));
+  EXPECT_EQ(m_ini.GetString("s", "none", "defaults", buffer, 4), buffer);
+  EXPECT_STREQ(buffer, "def");
+  EXPECT_STREQ(m_ini.GetString("none", "k", nullptr, buffer, 4), "");
+  const char* fallback = "d";
+  EXPECT_EQ(m_ini.GetString("s", "none", fallback, nullptr, 0), fallback);
+  EXPECT_STREQ(m_ini.GetString(nullptr, nullptr, nullptr, nullptr, 0), "");
+}
+
+TEST_F(IniFileTest, SetValueMovesTheKeyAndSaveWritesOnlyWhenChanged) {
+  load("[s]\na=1\nb=2\n");
+  writeFile(m_file, "changed behind our back");
+  EXPECT_EQ(m_ini.Save(nullptr), 0);
+  EXPECT_EQ(readFile(m_file), "changed behind our back") << "a clean document writes nothing";
+  EXPECT_EQ(saved(), "[s]\na = 1\nb = 2\n\n") << "another path is always written";
+
+  EXPECT_EQ(m_ini.SetValue("S", "A", "9"), 0);
+  EXPECT_EQ(m_ini.SetValue("new", "k", nullptr), 0);
+  EXPECT_EQ(m_ini.Save(m_file.c_str()), 0);
+  EXPECT_EQ(readFile(m_file), "[s]\nb = 2\nA = 9\n\n[new]\nk = \n\n");
+  writeFile(m_file, "untouched");
+  EXPECT_EQ(m_ini.Save(nullptr), 0);
+  EXPECT_EQ(readFile(m_file), "untouched") << "a save clears the change mark";
+
+  IniFile fresh;
+  EXPECT_EQ(fresh.Save(nullptr), 0) << "nothing to write";
+  EXPECT_EQ(fresh.SetValue("x", "y", "z"), 0);
+  EXPECT_EQ(fresh.Save(nullptr), -1) << "no path to write to";
+}
+
+TEST_F(IniFileTest, UnchangedFileIsNotReadAgain) {
+  load("[s]\na=1\n");
+  ASSERT_EQ(m_ini.SetValue("s", "b", "2"), 0);
+  ASSERT_EQ(m_ini.Load(m_file.c_str()), 0);
+  EXPECT_EQ(value("s", "b"), "2") << "same path, same time: no reload";
+
+  int64_t seconds = 0;
+  ASSERT_TRUE(platform::modificationTime(m_file.c_str(), seconds));
+  ASSERT_TRUE(platform::setModificationTime(m_file.c_str(), seconds - 100));
+  ASSERT_EQ(m_ini.Load(m_file.c_str()), 0);
+  EXPECT_EQ(value("s", "b"), "<none>");
+  EXPECT_EQ(value("s", "a"), "1");
+
+  EXPECT_EQ(m_ini.Load(m_dir.file("missing.ini").c_str()), -1);
+  EXPECT_EQ(m_ini.sectionCount(), 0u) << "a failed load leaves an empty document";
+  EXPECT_EQ(m_ini.Load(nullptr), -1);
+}
+
+TEST_F(IniFileTest, FileErrorsAreResultCodes) {
+  writeFile(m_file, "[s]\na=1\n");
+  platform::faults::arm(1, platform::faults::Effect::Fail, unsigned(platform::faults::Op::Read));
+  EXPECT_EQ(m_ini.Load(m_file.c_str()), -1) << "a read error is no shorter file";
+  ASSERT_EQ(m_ini.Load(m_file.c_str()), 0) << "and the next load reads again";
+
+  const std::string out = m_dir.file("out.ini");
+  for (auto op : {platform::faults::Op::Open, platform::faults::Op::Write, platform::faults::Op::Sync,
+                  platform::faults::Op::Close}) {
+    platform::faults::arm(1, platform::faults::Effect::Fail, unsigned(op));
+    EXPECT_EQ(m_ini.Save(out.c_str()), -1) << "op " << unsigned(op);
+    platform::faults::disarm();
+  }
+  platform::faults::arm(1, platform::faults::Effect::ShortWrite, unsigned(platform::faults::Op::Write));
+  EXPECT_EQ(m_ini.Save(out.c_str()), -1);
+  platform::faults::disarm();
+}
+
+// Random documents against a model of sections and keys: lowered names,
+// first spelling and first value win, order of first appearance.
+TEST_F(IniFileTest, MatchesModelOnRandomDocuments) {
+  std::mt19937 random(11);
+  auto pick = [&](const char* letters, size_t length) {
+    std::string text;
+    for (size_t i = 0; i < length; ++i) text += letters[random() % std::strlen(letters)];
+    return text;
+  };
+  auto lower = [](std::string text) {
+    for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return text;
+  };
+  for (int round = 0; round < 20; ++round) {
+    struct ModelSection {
+      std::string name;
+      std::vector<std::pair<std::string, std::string>> keys;  // lowered key, value
+    };
+    std::vector<ModelSection> model;
+    std::string text;
+    ModelSection* current = nullptr;
+    for (int line = 0; line < 300; ++line) {
+      const unsigned kind = random() % 10;
+      if (kind == 0) {
+        text += "; " + pick("abc =[]", 5) + "\n";
+      } else if (kind == 1 || current == nullptr) {
+        const std::string name = pick("aAbB", 2);
+        text += "[" + name + "]\n";
+        auto found = std::find_if(model.begin(), model.end(), [&](auto& s) { return lower(s.name) == lower(name); });
+        current = found != model.end() ? &*found : &model.emplace_back(ModelSection{name, {}});
+      } else {
+        const std::string key = pick("xXyYzZ", 2);
+        const std::string val = pick("ab= \t", random() % 6);
+        const bool spaced = random() % 2 != 0;
+        text += key + (spaced ? " = " : "=") + val + "\n";
+        auto& keys = current->keys;
+        if (std::none_of(keys.begin(), keys.end(), [&](auto& k) { return k.first == lower(key); })) {
+          keys.emplace_back(lower(key), !spaced && !val.empty() && val[0] == ' ' ? val.substr(1) : val);
+        }
+      }
+    }
+    for (int pass = 0; pass < 2; ++pass) {
+      // The second pass reads back what the first one saved.
+      IniFile ini;
+      writeFile(m_file, text);
+      ASSERT_EQ(ini.Load(m_file.c_str()), 0);
+      ASSERT_EQ(ini.sectionCount(), model.size());
+      auto* entry = ini.firstSection();
+      for (const ModelSection& expected : model) {
+        EXPECT_EQ(entry->value->name, expected.name);
+        EXPECT_EQ(entry->value->keys.count(), expected.keys.size());
+        for (const auto& [key, val] : expected.keys) {
+          const char* found = ini.Value(entry->value.get(), key.c_str());
+          ASSERT_NE(found, nullptr) << key;
+          EXPECT_EQ(found, val);
+        }
+        entry = entry->next;
+      }
+      const std::string out = m_dir.file("round.ini");
+      ASSERT_EQ(ini.Save(out.c_str()), 0);
+      text = readFile(out);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace quern

@@ -1,0 +1,118 @@
+#include "config/inidict.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace quern {
+namespace {
+
+using Dict = IniDict<std::unique_ptr<int>>;
+
+int32_t insert(Dict& dict, const std::string& key, int value) {
+  auto boxed = std::make_unique<int>(value);
+  return dict.insert(key.data(), static_cast<uint32_t>(key.size()), boxed);
+}
+
+std::vector<std::string> keysInOrder(const Dict& dict) {
+  std::vector<std::string> keys;
+  for (auto* entry = dict.first(); entry != nullptr; entry = entry->next) keys.emplace_back(entry->key(), entry->length);
+  return keys;
+}
+
+TEST(IniHash, KnownValuesWithSignedBytes) {
+  EXPECT_EQ(iniHash("", 0), 0u);
+  EXPECT_EQ(iniHash("a", 1), 0x61u);
+  EXPECT_EQ(iniHash("indexfields", 11), 0x0EC00873u);  // top bits folded back in
+  EXPECT_EQ(iniHash("g123456789", 10), 0x067E3EE9u);
+  // Bytes above 0x7F are negative: an unsigned reading would give other values.
+  EXPECT_EQ(iniHash("\xff", 1), 0x0FFFFF0Fu);
+  EXPECT_EQ(iniHash("gr\xc3\xbcn", 5), 0x006DDF2Eu);
+}
+
+TEST(IniPrimes, HintsRoundUpToTheTable) {
+  EXPECT_EQ(iniPrime(iniPrimeIndex(0)), 5u);
+  EXPECT_EQ(iniPrime(iniPrimeIndex(10)), 11u);
+  EXPECT_EQ(iniPrime(iniPrimeIndex(11)), 11u);
+  EXPECT_EQ(iniPrime(iniPrimeIndex(50)), 53u);
+  EXPECT_EQ(iniPrime(iniPrimeIndex(2147483399u)), 2147483399u);
+  EXPECT_EQ(iniPrimeIndex(4000000000u), kIniPrimeCount - 1);
+}
+
+TEST(IniDict, RefusesUseBeforeSetUpAndKeepsFirstValue) {
+  Dict dict;
+  EXPECT_EQ(insert(dict, "a", 1), kIniNotSetUp);
+  EXPECT_EQ(dict.find("a", 1), nullptr);
+  EXPECT_FALSE(dict.remove("a", 1));
+
+  ASSERT_TRUE(dict.setUp(10));
+  EXPECT_EQ(dict.bucketCount(), 11u);
+  EXPECT_EQ(insert(dict, "a", 1), 0);
+  auto second = std::make_unique<int>(2);
+  EXPECT_EQ(dict.insert("a", 1, second), kIniDuplicate);
+  ASSERT_TRUE(second) << "a refused value stays with the caller";
+  EXPECT_EQ(**dict.find("a", 1), 1);
+  EXPECT_EQ(dict.count(), 1u);
+  // Keys are bytes with a length, not C strings.
+  EXPECT_NE(dict.find("ab", 1), nullptr);
+  EXPECT_EQ(dict.find("a\0", 2), nullptr);
+}
+
+TEST(IniDict, TwelfthKeyGrowsTo19BucketsKeepingOrder) {
+  Dict dict;
+  ASSERT_TRUE(dict.setUp(10));
+  std::vector<std::string> expected;
+  for (int i = 0; i < 12; ++i) {
+    expected.push_back("key" + std::to_string(i));
+    ASSERT_EQ(insert(dict, expected.back(), i), 0);
+    EXPECT_EQ(dict.bucketCount(), i < 11 ? 11u : 19u) << "after " << i + 1 << " keys";
+  }
+  EXPECT_EQ(keysInOrder(dict), expected);
+  for (int i = 0; i < 12; ++i) EXPECT_EQ(**dict.find(expected[i].data(), 4 + (i >= 10)), i);
+}
+
+// Random inserts and removes against a plain model of values and order.
+TEST(IniDict, MatchesModelUnderRandomChanges) {
+  std::mt19937 random(7);
+  Dict dict;
+  ASSERT_TRUE(dict.setUp(0));
+  std::map<std::string, int> model;
+  std::vector<std::string> order;
+  for (int step = 0; step < 20000; ++step) {
+    const std::string key = "k" + std::to_string(random() % 3000);
+    const auto known = model.find(key);
+    if (random() % 4 == 0) {
+      std::unique_ptr<int> removed = dict.remove(key.data(), static_cast<uint32_t>(key.size()));
+      ASSERT_EQ(removed != nullptr, known != model.end()) << key;
+      if (removed) {
+        EXPECT_EQ(*removed, known->second);
+        model.erase(known);
+        std::erase(order, key);
+      }
+    } else {
+      const int value = static_cast<int>(random() % 1000);
+      ASSERT_EQ(insert(dict, key, value), known != model.end() ? kIniDuplicate : 0) << key;
+      if (known == model.end()) {
+        model[key] = value;
+        order.push_back(key);
+      }
+    }
+  }
+  EXPECT_EQ(dict.count(), model.size());
+  EXPECT_GE(dict.bucketCount(), dict.count()) << "growth keeps chains short";
+  EXPECT_EQ(keysInOrder(dict), order);
+  for (const auto& [key, value] : model) {
+    const std::unique_ptr<int>* found = dict.find(key.data(), static_cast<uint32_t>(key.size()));
+    ASSERT_NE(found, nullptr) << key;
+    EXPECT_EQ(**found, value);
+  }
+  dict.clear();
+  EXPECT_FALSE(dict.isSetUp());
+  EXPECT_EQ(dict.first(), nullptr);
+}
+
+}  // namespace
+}  // namespace quern
