@@ -1,0 +1,25 @@
+#include "codec/priorityqueue.h"
+
+#include <new>
+
+#include "frame/exception.h"
+
+namespace quern {
+
+CRingQueue::CRingQueue(uint32_t maxSize) : m_capacity(maxSize) {
+  if (maxSize == 0) QRN_RAISE(2, "invalid param maxSize(%u)", maxSize);
+  // Zeroed, so that a size set beyond the puts delivers zeros, not garbage.
+  m_data.reset(new (std::nothrow) uint32_t[maxSize]());
+  if (!m_data) QRN_RAISE(2, "alloc ring of %u failed", maxSize);
+}
+
+uint32_t CRingQueue::pop() {
+  if (m_size == 0) QRN_RAISE(1, "nothing to pop, size is zero");
+  if (m_index < 0) m_index = static_cast<int32_t>(m_capacity - 1);
+  const uint32_t value = m_data[m_index];
+  m_index = m_index == 0 ? static_cast<int32_t>(m_capacity - 1) : m_index - 1;
+  --m_size;
+  return value;
+}
+
+}  // namespace quern

@@ -1,0 +1,148 @@
+#include "codec/sfwahchunks.h"
+
+#include <cstring>
+#include <exception>
+
+#include "frame/exception.h"
+#include "storage/inputdesc.h"
+#include "storage/outputdesc.h"
+
+namespace quern {
+
+SFWAHChunks::SFWAHChunks(CMemCache* cache) : m_cache(cache) {
+  if (m_cache == nullptr) {
+    m_ownedCache = std::make_unique<CMemCache>();
+    m_cache = m_ownedCache.get();
+  }
+}
+
+void SFWAHChunks::makeChunk(uint32_t bytes) {
+  SFWAHChunk chunk;
+  chunk.data = m_cache->alloc(bytes);
+  chunk.capacity = bytes;
+  try {
+    m_chunks.push_back(chunk);
+  } catch (...) {
+    QRN_RAISE(2, "alloc chunk failed");
+  }
+}
+
+void SFWAHChunks::closeSegment() {
+  try {
+    m_segmentWords.push_back(m_wordCount - m_closedWords);
+  } catch (...) {
+    QRN_RAISE(2, "alloc segment failed");
+  }
+  m_closedWords = m_wordCount;
+}
+
+void SFWAHChunks::addChunk(const SFWAHChunk* chunk, uint32_t wordCount) {
+  if (chunk == nullptr) QRN_RAISE(2, "invalid chunk");
+  try {
+    m_chunks.push_back(*chunk);
+  } catch (...) {
+    QRN_RAISE(2, "alloc chunk failed");
+  }
+  m_wordCount += wordCount;
+}
+
+std::unique_ptr<SFWAHChunks> SFWAHChunks::clone() const {
+  try {
+    auto copy = std::make_unique<SFWAHChunks>(m_ownedCache ? nullptr : m_cache);
+    for (const SFWAHChunk& chunk : m_chunks) {
+      SFWAHChunk block;
+      block.capacity = chunk.capacity;
+      block.used = chunk.used;
+      block.data = copy->m_cache->alloc(chunk.capacity);
+      if (chunk.used != 0) std::memcpy(block.data, chunk.data, chunk.used);
+      copy->addChunk(&block, chunk.used / 4);
+    }
+    copy->m_segmentWords = m_segmentWords;
+    copy->m_closedWords = m_closedWords;
+    return copy;
+  } catch (const std::exception& failure) {
+    QRN_RAISE(2, "SFWAHChunks clone fail, %s", failure.what());
+  } catch (...) {
+    QRN_RAISE(2, "SFWAHChunks clone fail, other exception");
+  }
+}
+
+void SFWAHChunks::writeTo(COutputDesc* desc) const {
+  if (desc == nullptr) QRN_RAISE(2, "index out put is null");
+  if (m_closedWords != m_wordCount) QRN_RAISE(1, "%u words outside a closed segment", m_wordCount - m_closedWords);
+  CFileOutput& file = desc->file();
+  file.writeInt(static_cast<int32_t>(m_segmentWords.size()));
+  for (uint32_t words : m_segmentWords) file.writeInt(static_cast<int32_t>(words));
+  for (const SFWAHChunk& chunk : m_chunks) {
+    if (chunk.used != 0) file.writeChars(chunk.data, chunk.used);
+  }
+}
+
+void SFWAHChunks::readFrom(CInputDesc* desc) {
+  if (desc == nullptr) QRN_RAISE(2, "index input is null");
+  if (!m_ownedCache) QRN_RAISE(1, "readFrom needs a private cache");
+  CFileInput& file = desc->file();
+  const uint32_t segments = static_cast<uint32_t>(file.readInt());
+  // Counts are checked against the bytes that are left, so that a damaged
+  // image is refused before anything large is allocated.
+  const uint64_t left = static_cast<uint64_t>(file.size() - file.position());
+  if (uint64_t{segments} * 4 > left) QRN_RAISE(2, "invalid segment count(%u)", segments);
+  m_segmentWords.clear();
+  m_segmentWords.reserve(segments);
+  uint64_t total = 0;
+  for (uint32_t i = 0; i < segments; ++i) {
+    const uint32_t words = static_cast<uint32_t>(file.readInt());
+    if (words < 2) QRN_RAISE(2, "invalid segment words(%u)", words);
+    m_segmentWords.push_back(words);
+    total += words;
+  }
+  if (total * 4 > left - uint64_t{segments} * 4) QRN_RAISE(2, "vector of %llu words past the end of file",
+                                                           static_cast<unsigned long long>(total));
+  m_wordCount = static_cast<uint32_t>(total);
+  m_closedWords = m_wordCount;
+  m_chunks.clear();
+  m_cache->clear();
+  rewind();
+  makeChunk(m_wordCount * 4);
+  SFWAHChunk& chunk = m_chunks.back();
+  chunk.used = chunk.capacity == 0 ? 0 : file.readChars(chunk.data, chunk.capacity);
+}
+
+uint64_t SFWAHChunks::imageBytes() const {
+  return 4 * (1 + uint64_t{m_segmentWords.size()} + m_closedWords);
+}
+
+void SFWAHChunks::rewind() {
+  m_readChunk = 0;
+  m_readOffset = 0;
+  m_wordsRead = 0;
+  m_segmentLength = 0;
+  m_readSegment = -1;
+}
+
+bool SFWAHChunks::nextSegment() {
+  const uint32_t next = static_cast<uint32_t>(m_readSegment + 1);
+  if (next >= m_segmentWords.size()) return false;
+  m_readSegment = static_cast<int32_t>(next);
+  m_segmentLength = m_segmentWords[next];
+  m_wordsRead = 0;
+  return true;
+}
+
+uint32_t SFWAHChunks::readTail(uint32_t& word) {
+  const uint32_t tail = nextWord();
+  const uint32_t length = nextWord();
+  if (length > 30) QRN_RAISE(2, "invalid tail length(%u)", length);
+  word = length == 0 ? 0 : tail & ~0u << (32 - length);
+  return length;
+}
+
+void SFWAHChunks::nextChunk() {
+  while (m_readChunk < m_chunks.size() && m_readOffset + 4 > m_chunks[m_readChunk].used) {
+    ++m_readChunk;
+    m_readOffset = 0;
+  }
+  if (m_readChunk >= m_chunks.size()) QRN_RAISE(1, "no word left to read");
+}
+
+}  // namespace quern

@@ -1,0 +1,103 @@
+// SFWAHChunks: the stored words of a vector. While a list is built it grows
+// by 128-byte blocks from a CMemCache, never copied; a loaded list is one
+// block. Words are grouped in segments, each closed by its tail word and tail
+// length. The object also keeps the read position of one walker.
+// One thread at a time.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "storage/endian.h"
+#include "storage/memcache.h"
+
+namespace quern {
+
+class CInputDesc;
+class COutputDesc;
+
+struct SFWAHChunk {
+  uint32_t capacity = 0;  // bytes in data
+  uint32_t used = 0;      // bytes filled
+  uint8_t* data = nullptr;  // lives in the cache
+};
+
+class SFWAHChunks {
+ public:
+  static constexpr uint32_t kChunkBytes = 0x80;
+
+  // On `cache` (not owned), or on a private cache when it is null.
+  explicit SFWAHChunks(CMemCache* cache);
+  virtual ~SFWAHChunks() = default;
+  SFWAHChunks(const SFWAHChunks&) = delete;
+  SFWAHChunks& operator=(const SFWAHChunks&) = delete;
+
+  void appendWord(uint32_t word) {
+    if (m_chunks.empty() || m_chunks.back().used + 4 > m_chunks.back().capacity) makeChunk(kChunkBytes);
+    SFWAHChunk& chunk = m_chunks.back();
+    storeLE32(chunk.data + chunk.used, word);
+    chunk.used += 4;
+    ++m_wordCount;
+  }
+  // Ends the segment of the words appended since the last close.
+  void closeSegment();
+  // Adds a filled chunk (the record is copied; its block stays where it is).
+  void addChunk(const SFWAHChunk* chunk, uint32_t wordCount);
+  // A copy of the words and segments, read position at the start, on the same
+  // cache when it is shared and on a new private one otherwise.
+  std::unique_ptr<SFWAHChunks> clone() const;
+  // Writes the image: segment count, segment word counts, words.
+  void writeTo(COutputDesc* desc) const;
+  // Reads an image at the file's position into this fresh, privately cached
+  // object, as one chunk.
+  void readFrom(CInputDesc* desc);
+
+  void rewind();
+  // Moves to the next segment; false when none is left.
+  bool nextSegment();
+  // True while coded words are left in the current segment; its last two
+  // words are the tail word and tail length.
+  bool hasWords() const { return m_wordsRead + 2 < m_segmentLength; }
+  uint32_t nextWord() {
+    if (m_readChunk >= m_chunks.size() || m_readOffset + 4 > m_chunks[m_readChunk].used) nextChunk();
+    const uint32_t word = loadLE32(m_chunks[m_readChunk].data + m_readOffset);
+    m_readOffset += 4;
+    ++m_wordsRead;
+    return word;
+  }
+
+  // Reads the two closing words of the segment: returns the tail length and
+  // sets `word` to the tail word cut to its top `length` bits. A length above
+  // 30 is damage and raises.
+  uint32_t readTail(uint32_t& word);
+
+  uint32_t wordCount() const { return m_wordCount; }
+  // Words of the segment being read, the two closing ones included.
+  uint32_t segmentLength() const { return m_segmentLength; }
+  const std::vector<uint32_t>& segmentWords() const { return m_segmentWords; }
+  const std::vector<SFWAHChunk>& chunks() const { return m_chunks; }
+  CMemCache* cache() const { return m_cache; }
+  bool ownsCache() const { return m_ownedCache != nullptr; }
+  // Bytes of the image that `writeTo` writes.
+  uint64_t imageBytes() const;
+
+ private:
+  void makeChunk(uint32_t bytes);
+  // Moves the read position to the next chunk that has a word left.
+  void nextChunk();
+
+  std::vector<SFWAHChunk> m_chunks;
+  std::vector<uint32_t> m_segmentWords;
+  std::unique_ptr<CMemCache> m_ownedCache;
+  CMemCache* m_cache = nullptr;
+  uint32_t m_wordCount = 0;      // all stored words
+  uint32_t m_closedWords = 0;    // words of the closed segments
+  uint32_t m_segmentLength = 0;  // words of the segment being read
+  uint32_t m_wordsRead = 0;
+  uint32_t m_readChunk = 0;
+  uint32_t m_readOffset = 0;
+  int32_t m_readSegment = -1;
+};
+
+}  // namespace quern

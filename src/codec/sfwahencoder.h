@@ -1,0 +1,67 @@
+// SFWAHEncoder: turns a bit stream into stored words. Whole groups of 31
+// bits become logical words (literal, zero fill, one fill); an eight-state
+// machine over the word cache merges fills and packs a single-byte literal
+// with a short zero fill and another single-byte literal into one compact
+// word (LFL or FLF). The stored words go to the owning vector's chunks.
+// Until `finish` up to three words and 30 bits live only here.
+#pragma once
+
+#include <cstdint>
+
+#include "codec/sfwahwordcache.h"
+
+namespace quern {
+
+class SFWAHVector;
+
+class SFWAHEncoder {
+ public:
+  // An empty encoder writing into `vector` (not owned; null raises).
+  explicit SFWAHEncoder(SFWAHVector* vector);
+  // A copy of a running encoder, for cloning a half-built vector.
+  SFWAHEncoder(SFWAHVector* vector, uint32_t activeWord, uint32_t activeBits, uint32_t state,
+               const SFWAHWordCache* cache);
+  virtual ~SFWAHEncoder() = default;
+  SFWAHEncoder(const SFWAHEncoder&) = delete;
+  SFWAHEncoder& operator=(const SFWAHEncoder&) = delete;
+
+  void appendBit(uint32_t bit);
+  // Adds `count` zero bits; 0 does nothing. A gap costs one division.
+  void appendZeros(uint32_t count);
+  // Adds `count` one bits; 0 raises.
+  void appendOnes(uint32_t count);
+  // Adds a whole logical word; the active word must be empty. Compact words
+  // are not logical words and would be taken for literals.
+  void putWord(uint32_t word);
+  // Stores everything cached, then the tail word and the tail length. The
+  // owner closes the segment of its chunks next.
+  void finish();
+
+  uint32_t activeWord() const { return m_activeWord; }
+  uint32_t activeBits() const { return m_activeBits; }
+  uint32_t state() const { return m_state; }
+  const SFWAHWordCache& cache() const { return m_cache; }
+  // True when every bit given so far has been stored.
+  bool empty() const { return m_activeBits == 0 && m_state == 0; }
+  void setVector(SFWAHVector* vector);
+
+ private:
+  void putZeroFill(uint32_t count);
+  void putOneFill(uint32_t word);
+  void putSingleByte(uint32_t literal);
+  // Stores what the cache holds, as `finish` does, and empties it.
+  void flush();
+  // Adds two fill counts of one kind; a sum past the largest count first
+  // stores a full fill. Returns the count that stays.
+  uint32_t mergeCount(uint32_t count, uint32_t add, uint32_t fullWord);
+  void emit(uint32_t word);
+  void setStateBySize(uint32_t count) { m_state = count < 256 ? 1 : 2; }
+
+  uint32_t m_activeWord = 0;
+  uint32_t m_activeBits = 0;
+  uint32_t m_state = 0;
+  SFWAHWordCache m_cache;
+  SFWAHVector* m_vector = nullptr;
+};
+
+}  // namespace quern

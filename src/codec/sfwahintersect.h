@@ -1,0 +1,23 @@
+// SFWAHIntersect: the intersection of two sets of one index, computed on the compressed
+// words. The operands are owned and used up; the result belongs to the caller.
+#pragma once
+
+#include "codec/sfwahoperator.h"
+
+namespace quern {
+
+struct SFWAHIntersectRules {
+  static constexpr const char* kModule = "sfwahintersect";
+  static const sfwah::RuleTable kTable;
+  static uint32_t combine(uint32_t a, uint32_t b);
+  static uint32_t combineTail(uint32_t a, uint32_t b) { return a & b; }
+};
+
+extern template class SFWAHOperator<SFWAHIntersectRules>;
+
+class SFWAHIntersect final : public SFWAHOperator<SFWAHIntersectRules> {
+ public:
+  using SFWAHOperator<SFWAHIntersectRules>::SFWAHOperator;
+};
+
+}  // namespace quern

@@ -1,0 +1,110 @@
+#include "codec/sfwahoperator.h"
+
+#include <gtest/gtest.h>
+
+#include "codec/sfwahintersect.h"
+#include "codec/sfwahtesting.h"
+#include "codec/sfwahunion.h"
+#include "codec/sfwahxor.h"
+#include "support/tempdir.h"
+
+namespace quern {
+namespace {
+
+using test::Bits;
+using test::bitsWithOnes;
+using test::raises;
+using Words = std::vector<uint32_t>;
+using Segments = std::vector<Bits>;
+
+enum class Op { And, Or, Xor };
+
+std::unique_ptr<SFWAHVector> apply(Op op, std::unique_ptr<SFWAHVector> a, std::unique_ptr<SFWAHVector> b) {
+  switch (op) {
+    case Op::And:
+      return SFWAHIntersect(a.release(), b.release()).run();
+    case Op::Or:
+      return SFWAHUnion(a.release(), b.release()).run();
+    default:
+      return SFWAHXor(a.release(), b.release()).run();
+  }
+}
+
+Segments model(Op op, const Segments& a, const Segments& b) {
+  Segments out = a;
+  for (size_t s = 0; s < a.size(); ++s) {
+    for (size_t i = 0; i < a[s].size(); ++i) {
+      out[s][i] = op == Op::And ? a[s][i] && b[s][i] : op == Op::Or ? a[s][i] || b[s][i] : a[s][i] != b[s][i];
+    }
+  }
+  return out;
+}
+
+Words words(const std::unique_ptr<SFWAHVector>& vector) { return test::storedWords(*vector->chunks()); }
+
+TEST(SFWAHOperator, IntersectionExample) {
+  auto first = test::makeVector({bitsWithOnes(130, {1, 3, 100})});
+  auto second = test::makeVector({bitsWithOnes(130, {3, 40})});
+  EXPECT_EQ(words(second), (Words{0x90000000, 0x80400000, 2, 0, 6}));
+  auto result = apply(Op::And, std::move(first), std::move(second));
+  EXPECT_EQ(words(result), (Words{0x90000000, 3, 0, 6}));
+}
+
+TEST(SFWAHOperator, UniformResults) {
+  std::mt19937 random(3);
+  const Bits bits = test::randomBits(random, 5000);
+  Bits complement(bits.size());
+  for (size_t i = 0; i < bits.size(); ++i) complement[i] = !bits[i];
+  EXPECT_EQ(words(apply(Op::And, test::makeVector({bits}), test::makeVector({Bits(5000)}))),
+            (Words{161, 0, 9}));
+  EXPECT_EQ(words(apply(Op::Or, test::makeVector({bits}), test::makeVector({complement}))),
+            (Words{0x600000A1, 0xFF800000, 9}));
+  EXPECT_EQ(words(apply(Op::Xor, test::makeVector({bits, bits}), test::makeVector({bits, bits}))),
+            (Words{161, 0, 9, 161, 0, 9}));
+}
+
+// Random pairs of many shapes and segment layouts: the result has the model's
+// bits, and its stored words are those of encoding the model's bits directly.
+TEST(SFWAHOperator, ModelAgreement) {
+  std::mt19937 random(7);
+  test::TempDir dir;
+  for (int round = 0; round < 900; ++round) {
+    Segments a;
+    Segments b;
+    const uint32_t segments = random() % 4;
+    for (uint32_t s = 0; s < segments; ++s) {
+      const uint32_t length = round % 3 == 0 ? (random() % 300) * 31 + random() % 3 : random() % 12000;
+      a.push_back(test::randomBits(random, length));
+      b.push_back(round % 17 == 0 ? a.back() : test::randomBits(random, length));
+    }
+    const Op op = static_cast<Op>(round % 3);
+    auto left = test::makeVector(a);
+    auto right = test::makeVector(b);
+    if (round % 5 == 0) left = test::reload(*left, dir.file("left"));
+    const Segments expected = model(op, a, b);
+    auto result = apply(op, std::move(left), std::move(right));
+    ASSERT_EQ(words(result), words(test::makeVector(expected))) << round;
+    Words all = words(result);
+    size_t at = 0;
+    for (size_t s = 0; s < expected.size(); ++s) {
+      const uint32_t length = result->chunks()->segmentWords()[s];
+      ASSERT_EQ(test::referenceDecode(Words(all.begin() + at, all.begin() + at + length)), expected[s]) << round;
+      at += length;
+    }
+  }
+}
+
+TEST(SFWAHOperator, MismatchedOperands) {
+  EXPECT_TRUE(raises([] { SFWAHIntersect(nullptr, new SFWAHVector(nullptr)); }, 2, "invalid param(first)"));
+  EXPECT_TRUE(raises([] { SFWAHUnion(new SFWAHVector(nullptr), nullptr); }, 2, "invalid param(second)"));
+  EXPECT_TRUE(raises([] { apply(Op::Xor, test::makeVector({Bits(36)}), test::makeVector({Bits(37)})); }, 1,
+                     "doAA fail, 5 != 6"));
+  EXPECT_THROW(apply(Op::And, test::makeVector({Bits(100)}), test::makeVector({Bits(300)})), std::logic_error);
+  // Unequal segment counts: the run stops with the shorter operand.
+  auto result = apply(Op::Or, test::makeVector({bitsWithOnes(10, {2})}), test::makeVector({Bits(10), Bits(10)}));
+  EXPECT_EQ(words(result), (Words{0x40000000, 10}));
+  EXPECT_EQ(apply(Op::And, test::makeVector({}), test::makeVector({}))->chunks()->segmentWords().size(), 0u);
+}
+
+}  // namespace
+}  // namespace quern

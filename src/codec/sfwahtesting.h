@@ -1,0 +1,174 @@
+// Test helpers for the SFWAH code: building vectors from plain bits, the
+// stored words of a vector, and a reference decoder written from the word
+// format alone, independent of the library's own reader.
+#pragma once
+
+#include <cstdint>
+#include <algorithm>
+#include <random>
+#include <stdexcept>
+#include <string>
+
+#include <gtest/gtest.h>
+#include <vector>
+
+#include "codec/sfwahvector.h"
+#include "storage/inputdesc.h"
+#include "storage/outputdesc.h"
+
+namespace quern::test {
+
+using Bits = std::vector<bool>;
+
+// Grows `vector` by `bits` the way the indexers do: a gap is one
+// appendZeros, a hit one appendBit. Closes the segment.
+inline void appendSegment(SFWAHVector& vector, const Bits& bits) {
+  SFWAHEncoder& encoder = *vector.encoder();
+  uint32_t done = 0;
+  for (uint32_t i = 0; i < bits.size(); ++i) {
+    if (!bits[i]) continue;
+    encoder.appendZeros(i - done);
+    encoder.appendBit(1);
+    done = i + 1;
+  }
+  encoder.appendZeros(static_cast<uint32_t>(bits.size()) - done);
+  encoder.finish();
+  vector.chunks()->closeSegment();
+}
+
+// One vector, one segment per entry.
+inline std::unique_ptr<SFWAHVector> makeVector(const std::vector<Bits>& segments) {
+  auto vector = std::make_unique<SFWAHVector>(nullptr);
+  for (const Bits& bits : segments) appendSegment(*vector, bits);
+  return vector;
+}
+
+// All stored words, segment after segment, closing words included.
+inline std::vector<uint32_t> storedWords(const SFWAHChunks& chunks) {
+  std::vector<uint32_t> words;
+  for (const SFWAHChunk& chunk : chunks.chunks()) {
+    for (uint32_t at = 0; at < chunk.used; at += 4) words.push_back(loadLE32(chunk.data + at));
+  }
+  return words;
+}
+
+// Writes the image of `vector` to `path` and loads it into a new vector.
+inline std::unique_ptr<SFWAHVector> reload(SFWAHVector& vector, const std::string& path) {
+  {
+    COutputDesc out(std::make_unique<CFileOutput>(path.c_str()));
+    vector.chunks()->writeTo(&out);
+  }
+  CInputDesc in(std::make_unique<CFileInput>(path.c_str()));
+  std::unique_ptr<SFWAHVector> loaded = BitDecoderFactory::instance().create();
+  loaded->chunks()->readFrom(&in);
+  return loaded;
+}
+
+// Expands one segment of stored words to its bits.
+inline Bits referenceDecode(const std::vector<uint32_t>& words) {
+  Bits bits;
+  const auto literal = [&](uint32_t byte, uint32_t index) {
+    const uint32_t group = byte << (8 * index);
+    for (int bit = 30; bit >= 0; --bit) bits.push_back(group >> bit & 1);
+  };
+  const auto fill = [&](uint32_t groups, bool one) { bits.insert(bits.end(), size_t{groups} * 31, one); };
+  for (size_t i = 0; i + 2 < words.size(); ++i) {
+    const uint32_t w = words[i];
+    if (w >> 31) {
+      for (int bit = 30; bit >= 0; --bit) bits.push_back(w >> bit & 1);
+    } else if (w >> 29 == 0) {
+      fill(w & 0x1FFFFFFF, false);
+    } else if (w >> 29 == 3) {
+      fill(w & 0x1FFFFFFF, true);
+    } else if (w >> 29 == 1) {
+      literal(w >> 16 & 0xFF, w >> 27 & 3);
+      fill(w >> 8 & 0xFF, false);
+      literal(w & 0xFF, w >> 25 & 3);
+    } else {
+      fill(w >> 16 & 0xFF, false);
+      literal(w >> 8 & 0xFF, w >> 27 & 3);
+      fill(w & 0xFF, false);
+    }
+  }
+  const uint32_t tail = words[words.size() - 2];
+  for (uint32_t i = 0; i < words.back(); ++i) bits.push_back(tail >> (31 - i) & 1);
+  return bits;
+}
+
+// Bits of one of several shapes, drawn by `random`: empty of ones, full,
+// sparse, dense, long runs, single-byte groups between zero fills of 1 to
+// 300 groups, or stretches mixing all of these.
+inline Bits randomBits(std::mt19937& random, uint32_t length) {
+  Bits bits(length);
+  const auto draw = [&](uint32_t low, uint32_t high) { return std::uniform_int_distribution<uint32_t>(low, high)(random); };
+  const auto chance = [&](double p) { return std::uniform_real_distribution<double>(0, 1)(random) < p; };
+  switch (draw(0, 6)) {
+    case 0:
+      break;
+    case 1:
+      bits.assign(length, true);
+      break;
+    case 2:
+      for (uint32_t i = 0; i < length; ++i) bits[i] = chance(0.003);
+      break;
+    case 3:
+      for (uint32_t i = 0; i < length; ++i) bits[i] = chance(0.5);
+      break;
+    case 4: {
+      bool one = chance(0.5);
+      for (uint32_t i = 0; i < length; one = !one) {
+        for (uint32_t end = std::min(length, i + draw(1, 9000)); i < end; ++i) bits[i] = one;
+      }
+      break;
+    }
+    case 5:
+      // A single-byte group, then a gap of whole zero groups.
+      for (uint32_t group = draw(0, 3); group * 31 < length; group += 1 + draw(1, 300)) {
+        const uint32_t byte = draw(0, 3);
+        const uint32_t from = group * 31 + (byte == 3 ? 0 : 23 - 8 * byte);
+        const uint32_t width = byte == 3 ? 7 : 8;
+        for (uint32_t b = from; b < from + width && b < length; ++b) bits[b] = chance(0.3);
+      }
+      break;
+    default:
+      for (uint32_t i = 0; i < length;) {
+        const uint32_t end = std::min(length, i + draw(1, 400));
+        const uint32_t kind = draw(0, 3);
+        const double density = kind == 0 ? 0.02 : kind == 1 ? 0.5 : kind == 2 ? 1.0 : 0.0;
+        for (; i < end; ++i) bits[i] = chance(density);
+      }
+      break;
+  }
+  return bits;
+}
+
+// Bits of `length` with ones at the given positions (counted from 1).
+inline Bits bitsWithOnes(uint32_t length, std::initializer_list<uint32_t> ones) {
+  Bits bits(length);
+  for (uint32_t one : ones) bits[one - 1] = true;
+  return bits;
+}
+
+inline ::testing::AssertionResult checkFailure(const std::string& what, bool levelRight, const std::string& text) {
+  const std::string end = "," + text;
+  if (!levelRight) return ::testing::AssertionFailure() << "wrong level: " << what;
+  if (what.size() < end.size() || what.compare(what.size() - end.size(), end.size(), end) != 0) {
+    return ::testing::AssertionFailure() << "raised " << what << ", expected " << text;
+  }
+  return ::testing::AssertionSuccess();
+}
+
+// Runs `action` and checks that it raises `text` at `level` (1 logic, 2 runtime).
+template <typename Action>
+::testing::AssertionResult raises(Action action, int level, const std::string& text) {
+  try {
+    action();
+  } catch (const std::logic_error& failure) {
+    return checkFailure(failure.what(), level == 1, text);
+  } catch (const std::runtime_error& failure) {
+    return checkFailure(failure.what(), level == 2, text);
+  }
+  return ::testing::AssertionFailure() << "nothing raised, expected " << text;
+}
+
+}  // namespace quern::test

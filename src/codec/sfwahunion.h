@@ -1,0 +1,23 @@
+// SFWAHUnion: the union of two sets of one index, computed on the compressed
+// words. The operands are owned and used up; the result belongs to the caller.
+#pragma once
+
+#include "codec/sfwahoperator.h"
+
+namespace quern {
+
+struct SFWAHUnionRules {
+  static constexpr const char* kModule = "sfwahunion";
+  static const sfwah::RuleTable kTable;
+  static uint32_t combine(uint32_t a, uint32_t b);
+  static uint32_t combineTail(uint32_t a, uint32_t b) { return a | b; }
+};
+
+extern template class SFWAHOperator<SFWAHUnionRules>;
+
+class SFWAHUnion final : public SFWAHOperator<SFWAHUnionRules> {
+ public:
+  using SFWAHOperator<SFWAHUnionRules>::SFWAHOperator;
+};
+
+}  // namespace quern

@@ -1,0 +1,92 @@
+#include "codec/sfwahvector.h"
+
+#include <exception>
+
+#include "codec/sfwahcount.h"
+#include "frame/exception.h"
+
+namespace quern {
+
+using namespace sfwah;
+
+SFWAHVector::SFWAHVector(CMemCache* cache) {
+  try {
+    m_chunks = std::make_unique<SFWAHChunks>(cache);
+    m_encoder = std::make_unique<SFWAHEncoder>(this);
+  } catch (const std::exception& failure) {
+    QRN_RAISE(2, "construct SFWAHVector fail, %s", failure.what());
+  } catch (...) {
+    QRN_RAISE(2, "construct SFWAHVector fail, other exception");
+  }
+}
+
+SFWAHVector::SFWAHVector(std::unique_ptr<SFWAHEncoder> encoder, uint32_t length,
+                         std::unique_ptr<SFWAHChunks> chunks)
+    : m_encoder(std::move(encoder)), m_length(length), m_chunks(std::move(chunks)) {
+  if (!m_encoder) QRN_RAISE(2, "invalid encoder");
+  if (!m_chunks) QRN_RAISE(2, "invalid chunks");
+  m_encoder->setVector(this);
+}
+
+std::unique_ptr<SFWAHVector> SFWAHVector::clone() const {
+  try {
+    std::unique_ptr<SFWAHChunks> chunks = m_chunks->clone();
+    // The encoder points at its vector; the new vector re-points it.
+    auto encoder = std::make_unique<SFWAHEncoder>(const_cast<SFWAHVector*>(this), m_encoder->activeWord(),
+                                                  m_encoder->activeBits(), m_encoder->state(), &m_encoder->cache());
+    return std::make_unique<SFWAHVector>(std::move(encoder), m_length, std::move(chunks));
+  } catch (const std::exception& failure) {
+    QRN_RAISE(2, "SFWAHVector clone fail, %s", failure.what());
+  } catch (...) {
+    QRN_RAISE(2, "SFWAHVector clone fail, other exception");
+  }
+}
+
+void SFWAHVector::append(SFWAHVector* source) {
+  if (source == nullptr || source == this) QRN_RAISE(2, "invalid param(source)");
+  if (!m_encoder->empty()) QRN_RAISE(1, "append needs a closed encoder");
+  SFWAHChunks& from = *source->m_chunks;
+  while (from.nextSegment()) {
+    for (uint32_t i = from.segmentLength(); i != 0; --i) m_chunks->appendWord(from.nextWord());
+    m_chunks->closeSegment();
+  }
+}
+
+void SFWAHVector::decodeWord(SFWAHWordCache& cache) {
+  const uint32_t word = m_chunks->nextWord();
+  switch (word & kKindMask) {
+    case kLFL:
+      cache.push(kLiteralBit | ((word >> 16) & 0xFF) << (8 * ((word >> 27) & 3)));
+      cache.push((word >> 8) & 0xFF);
+      cache.push(kLiteralBit | (word & 0xFF) << (8 * ((word >> 25) & 3)));
+      break;
+    case kFLF:
+      cache.push((word >> 16) & 0xFF);
+      cache.push(kLiteralBit | ((word >> 8) & 0xFF) << (8 * ((word >> 27) & 3)));
+      cache.push(word & 0xFF);
+      break;
+    default:
+      cache.push(word);
+      break;
+  }
+}
+
+uint32_t SFWAHVector::count() { return SFWAHCount(this).run(); }
+
+BitEncoderFactory& BitEncoderFactory::instance() {
+  static BitEncoderFactory factory;
+  return factory;
+}
+
+std::unique_ptr<SFWAHVector> BitEncoderFactory::create(CMemCache* cache) const {
+  return std::make_unique<SFWAHVector>(cache);
+}
+
+BitDecoderFactory& BitDecoderFactory::instance() {
+  static BitDecoderFactory factory;
+  return factory;
+}
+
+std::unique_ptr<SFWAHVector> BitDecoderFactory::create() const { return std::make_unique<SFWAHVector>(nullptr); }
+
+}  // namespace quern

@@ -1,0 +1,23 @@
+// SFWAHXor: the exclusive or (the records in exactly one) of two sets of one index, computed on the compressed
+// words. The operands are owned and used up; the result belongs to the caller.
+#pragma once
+
+#include "codec/sfwahoperator.h"
+
+namespace quern {
+
+struct SFWAHXorRules {
+  static constexpr const char* kModule = "sfwahxor";
+  static const sfwah::RuleTable kTable;
+  static uint32_t combine(uint32_t a, uint32_t b);
+  static uint32_t combineTail(uint32_t a, uint32_t b) { return a ^ b; }
+};
+
+extern template class SFWAHOperator<SFWAHXorRules>;
+
+class SFWAHXor final : public SFWAHOperator<SFWAHXorRules> {
+ public:
+  using SFWAHOperator<SFWAHXorRules>::SFWAHOperator;
+};
+
+}  // namespace quern
