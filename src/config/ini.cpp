@@ -54,6 +54,15 @@ const char* copyBounded(char* buffer, int32_t size, const char* text) {
   return buffer;
 }
 
+// A NUL-terminated copy in the arena, or null.
+const char* copyText(IniArena& arena, std::string_view text) {
+  char* copy = static_cast<char*>(arena.allocate(text.size() + 1));
+  if (copy == nullptr) return nullptr;
+  std::memcpy(copy, text.data(), text.size());
+  copy[text.size()] = '\0';
+  return copy;
+}
+
 // Splits a file into the pieces a line-based reader sees.
 class LineReader {
  public:
@@ -91,12 +100,12 @@ class LineReader {
 
 }  // namespace
 
-IniValue::Ptr IniValue::make(std::string_view key, std::string_view value) {
+IniValue* IniValue::make(IniArena& arena, std::string_view key, std::string_view value) {
   const size_t lineLength = key.size() + 3 + value.size();
-  void* memory = ::operator new(sizeof(IniValue) + lineLength + 1, std::nothrow);
+  void* memory = arena.allocate(sizeof(IniValue) + lineLength + 1);
   if (memory == nullptr) return nullptr;
-  Ptr object(new (memory) IniValue(key.size() + 3));
-  char* line = reinterpret_cast<char*>(object.get() + 1);
+  IniValue* object = new (memory) IniValue(key.size() + 3);
+  char* line = reinterpret_cast<char*>(object + 1);
   std::memcpy(line, key.data(), key.size());
   std::memcpy(line + key.size(), " = ", 3);
   std::memcpy(line + key.size() + 3, value.data(), value.size());
@@ -148,7 +157,11 @@ bool IniFile::parseLine(std::string_view line, std::string& pendingComment, IniS
   if (rest[0] == '[') {
     const std::string_view name = headerName(rest.substr(1));
     if (!pendingComment.empty()) {
-      (current != nullptr ? current->comment : m_headComment) = pendingComment;
+      if (current == nullptr) {
+        m_headComment = pendingComment;
+      } else if ((current->comment = copyText(m_arena, pendingComment)) == nullptr) {
+        return false;
+      }
       pendingComment.clear();
     }
     IniSection* section = findSection(name);
@@ -175,31 +188,31 @@ void IniFile::parseKeyLine(std::string_view line, IniSection& section) {
 
 IniSection* IniFile::findSection(std::string_view name) const {
   const Folded folded = fold(name);
-  const std::unique_ptr<IniSection>* section = m_sections.find(folded.bytes, folded.length);
-  return section != nullptr ? section->get() : nullptr;
+  return m_sections.find(folded.bytes, folded.length);
 }
 
 IniSection* IniFile::Section(const char* name) const { return name != nullptr ? findSection(name) : nullptr; }
 
 IniSection* IniFile::createSection(std::string_view name) {
-  if (!m_sections.setUp(50)) return nullptr;
-  try {
-    auto section = std::make_unique<IniSection>();
-    section->name.assign(name);
-    IniSection* created = section.get();
-    const Folded folded = fold(name);
-    return m_sections.insert(folded.bytes, folded.length, section) == 0 ? created : nullptr;
-  } catch (const std::bad_alloc&) {
-    return nullptr;
-  }
+  if (!m_sections.setUp(m_arena, 50)) return nullptr;
+  const char* spelled = copyText(m_arena, name);
+  if (spelled == nullptr) return nullptr;
+  const Folded folded = fold(name);
+  int32_t result = 0;
+  IniSection* section = m_sections.insert(folded.bytes, folded.length, result);
+  if (section != nullptr) section->name = spelled;
+  return section;
 }
 
 int32_t IniFile::addKey(IniSection& section, std::string_view key, std::string_view value) {
-  if (!section.keys.setUp(m_keyTableHint)) return -2;
-  IniValue::Ptr object = IniValue::make(key, value);
-  if (!object) return -3;
+  if (!section.keys.setUp(m_arena, m_keyTableHint)) return -2;
+  IniValue* object = IniValue::make(m_arena, key, value);
+  if (object == nullptr) return -3;
   const Folded folded = fold(key);
-  if (section.keys.insert(folded.bytes, folded.length, object) != 0) return -4;
+  int32_t result = 0;
+  IniValue** slot = section.keys.insert(folded.bytes, folded.length, result);
+  if (slot == nullptr) return -4;
+  *slot = object;
   if (section.keys.count() > 10) m_keyTableHint = section.keys.count();
   return 0;
 }
@@ -207,7 +220,7 @@ int32_t IniFile::addKey(IniSection& section, std::string_view key, std::string_v
 const char* IniFile::Value(const IniSection* section, const char* key) const {
   if (section == nullptr || key == nullptr) return nullptr;
   const Folded folded = fold(key);
-  const IniValue::Ptr* object = section->keys.find(folded.bytes, folded.length);
+  IniValue* const* object = section->keys.find(folded.bytes, folded.length);
   return object != nullptr ? (*object)->value() : nullptr;
 }
 
@@ -250,11 +263,11 @@ int32_t IniFile::write(const char* target) {
     put("\n");
   }
   for (auto* entry = m_sections.first(); entry != nullptr && ok; entry = entry->next) {
-    const IniSection& section = *entry->value;
+    const IniSection& section = entry->value;
     put("[");
     put(section.name);
     put("]\n");
-    if (!section.comment.empty()) {
+    if (section.comment != nullptr) {
       put(section.comment);
       put("\n");
     }
@@ -270,7 +283,8 @@ int32_t IniFile::write(const char* target) {
 }
 
 void IniFile::Clear() {
-  m_sections.clear();
+  m_sections.reset();
+  m_arena.clear();
   m_dirty = true;
 }
 

@@ -7,7 +7,6 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 #include <string>
 #include <string_view>
 
@@ -15,16 +14,11 @@
 
 namespace quern {
 
-// A key's line "key = value" in one allocation, with the value inside it.
+// A key's line "key = value" in one piece of the arena, with the value inside it.
 class IniValue {
  public:
-  struct Free {
-    void operator()(IniValue* value) const noexcept { ::operator delete(value); }
-  };
-  using Ptr = std::unique_ptr<IniValue, Free>;
-
   // Null when out of memory.
-  static Ptr make(std::string_view key, std::string_view value);
+  static IniValue* make(IniArena& arena, std::string_view key, std::string_view value);
   const char* line() const { return reinterpret_cast<const char*>(this + 1); }
   const char* value() const { return line() + m_valueOffset; }
 
@@ -33,10 +27,11 @@ class IniValue {
   size_t m_valueOffset;
 };
 
+// Every piece lives in the document's arena.
 struct IniSection {
-  std::string name;  // as first written
-  IniDict<IniValue::Ptr> keys;
-  std::string comment;  // comment lines written behind the header; empty if none
+  const char* name;  // as first written
+  IniDict<IniValue*> keys;
+  const char* comment;  // comment lines written behind the header, or null
 };
 
 class IniFile {
@@ -62,13 +57,14 @@ class IniFile {
   // Writes the document to `path`, or to the loaded path when `path` is null
   // or that path (then only if something changed). 0, or -1 on a failed open or write.
   int32_t Save(const char* path);
-  // Frees all sections; the head comment stays.
+  // Frees all sections; the head comment stays. Memory of replaced values
+  // comes back here (and at `Load` and destruction), not at `SetValue`.
   void Clear();
 
   const std::string& headComment() const { return m_headComment; }
   uint32_t sectionCount() const { return m_sections.count(); }
   // The oldest section; walk on with `next`.
-  const IniDict<std::unique_ptr<IniSection>>::Entry* firstSection() const { return m_sections.first(); }
+  const IniDict<IniSection>::Entry* firstSection() const { return m_sections.first(); }
 
  private:
   IniSection* findSection(std::string_view name) const;
@@ -83,7 +79,8 @@ class IniFile {
   uint32_t m_modified = 0;
   bool m_dirty = false;
   std::string m_headComment;
-  IniDict<std::unique_ptr<IniSection>> m_sections;
+  IniArena m_arena;
+  IniDict<IniSection> m_sections;
   // Table size for the next new section: sections tend to be alike.
   uint32_t m_keyTableHint = 10;
 };

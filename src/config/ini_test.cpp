@@ -63,7 +63,7 @@ TEST_F(IniFileTest, SectionHeaderRules) {
   load("orphan = 1\n[Alpha]\nx = 1\n[Note] ; why\ny = 2\n[ALPHA]\nz = 3\nX = 4\n[Win]\r\nw = v\r\n[Last]");
   EXPECT_EQ(m_ini.sectionCount(), 4u) << "keys before any header are ignored";
   ASSERT_NE(m_ini.Section("alpha"), nullptr);
-  EXPECT_EQ(m_ini.Section("alpha")->name, "Alpha") << "the first spelling stays";
+  EXPECT_STREQ(m_ini.Section("alpha")->name, "Alpha") << "the first spelling stays";
   EXPECT_EQ(value("alpha", "x"), "1");
   EXPECT_EQ(value("alpha", "z"), "3") << "a repeated header continues its section";
   EXPECT_EQ(m_ini.Section("Note"), nullptr) << "no bracket before the line end";
@@ -230,10 +230,10 @@ TEST_F(IniFileTest, MatchesModelOnRandomDocuments) {
       ASSERT_EQ(ini.sectionCount(), model.size());
       auto* entry = ini.firstSection();
       for (const ModelSection& expected : model) {
-        EXPECT_EQ(entry->value->name, expected.name);
-        EXPECT_EQ(entry->value->keys.count(), expected.keys.size());
+        EXPECT_EQ(entry->value.name, expected.name);
+        EXPECT_EQ(entry->value.keys.count(), expected.keys.size());
         for (const auto& [key, val] : expected.keys) {
-          const char* found = ini.Value(entry->value.get(), key.c_str());
+          const char* found = ini.Value(&entry->value, key.c_str());
           ASSERT_NE(found, nullptr) << key;
           EXPECT_EQ(found, val);
         }

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <map>
 #include <random>
 #include <string>
@@ -10,11 +11,12 @@
 namespace quern {
 namespace {
 
-using Dict = IniDict<std::unique_ptr<int>>;
+using Dict = IniDict<int>;
 
 int32_t insert(Dict& dict, const std::string& key, int value) {
-  auto boxed = std::make_unique<int>(value);
-  return dict.insert(key.data(), static_cast<uint32_t>(key.size()), boxed);
+  int32_t result = 0;
+  if (int* slot = dict.insert(key.data(), static_cast<uint32_t>(key.size()), result)) *slot = value;
+  return result;
 }
 
 std::vector<std::string> keysInOrder(const Dict& dict) {
@@ -42,19 +44,42 @@ TEST(IniPrimes, HintsRoundUpToTheTable) {
   EXPECT_EQ(iniPrimeIndex(4000000000u), kIniPrimeCount - 1);
 }
 
+TEST(IniArena, PiecesAreAlignedAndDoNotOverlap) {
+  IniArena arena;
+  std::vector<std::pair<char*, size_t>> pieces;
+  std::mt19937 random(3);
+  for (size_t size : {size_t(1), size_t(7), IniArena::kBlockSize, IniArena::kBlockSize + 1, size_t(0)}) {
+    pieces.emplace_back(static_cast<char*>(arena.allocate(size)), size);
+  }
+  for (int i = 0; i < 3000; ++i) {
+    const size_t size = random() % 2000;
+    pieces.emplace_back(static_cast<char*>(arena.allocate(size)), size);
+  }
+  for (auto& [piece, size] : pieces) {
+    ASSERT_NE(piece, nullptr);
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(piece) % 8, 0u);
+    std::memset(piece, 0xA5, size);  // the sanitizers see a piece that is too short
+  }
+  std::sort(pieces.begin(), pieces.end());
+  for (size_t i = 1; i < pieces.size(); ++i) {
+    EXPECT_LE(pieces[i - 1].first + pieces[i - 1].second, pieces[i].first);
+  }
+  arena.clear();
+  EXPECT_NE(arena.allocate(16), nullptr) << "usable again after a clear";
+}
+
 TEST(IniDict, RefusesUseBeforeSetUpAndKeepsFirstValue) {
+  IniArena arena;
   Dict dict;
   EXPECT_EQ(insert(dict, "a", 1), kIniNotSetUp);
   EXPECT_EQ(dict.find("a", 1), nullptr);
   EXPECT_FALSE(dict.remove("a", 1));
 
-  ASSERT_TRUE(dict.setUp(10));
+  ASSERT_TRUE(dict.setUp(arena, 10));
   EXPECT_EQ(dict.bucketCount(), 11u);
   EXPECT_EQ(insert(dict, "a", 1), 0);
-  auto second = std::make_unique<int>(2);
-  EXPECT_EQ(dict.insert("a", 1, second), kIniDuplicate);
-  ASSERT_TRUE(second) << "a refused value stays with the caller";
-  EXPECT_EQ(**dict.find("a", 1), 1);
+  EXPECT_EQ(insert(dict, "a", 2), kIniDuplicate);
+  EXPECT_EQ(*dict.find("a", 1), 1);
   EXPECT_EQ(dict.count(), 1u);
   // Keys are bytes with a length, not C strings.
   EXPECT_NE(dict.find("ab", 1), nullptr);
@@ -62,8 +87,9 @@ TEST(IniDict, RefusesUseBeforeSetUpAndKeepsFirstValue) {
 }
 
 TEST(IniDict, TwelfthKeyGrowsTo19BucketsKeepingOrder) {
+  IniArena arena;
   Dict dict;
-  ASSERT_TRUE(dict.setUp(10));
+  ASSERT_TRUE(dict.setUp(arena, 10));
   std::vector<std::string> expected;
   for (int i = 0; i < 12; ++i) {
     expected.push_back("key" + std::to_string(i));
@@ -71,24 +97,23 @@ TEST(IniDict, TwelfthKeyGrowsTo19BucketsKeepingOrder) {
     EXPECT_EQ(dict.bucketCount(), i < 11 ? 11u : 19u) << "after " << i + 1 << " keys";
   }
   EXPECT_EQ(keysInOrder(dict), expected);
-  for (int i = 0; i < 12; ++i) EXPECT_EQ(**dict.find(expected[i].data(), 4 + (i >= 10)), i);
+  for (int i = 0; i < 12; ++i) EXPECT_EQ(*dict.find(expected[i].data(), 4 + (i >= 10)), i);
 }
 
 // Random inserts and removes against a plain model of values and order.
 TEST(IniDict, MatchesModelUnderRandomChanges) {
   std::mt19937 random(7);
+  IniArena arena;
   Dict dict;
-  ASSERT_TRUE(dict.setUp(0));
+  ASSERT_TRUE(dict.setUp(arena, 0));
   std::map<std::string, int> model;
   std::vector<std::string> order;
   for (int step = 0; step < 20000; ++step) {
     const std::string key = "k" + std::to_string(random() % 3000);
     const auto known = model.find(key);
     if (random() % 4 == 0) {
-      std::unique_ptr<int> removed = dict.remove(key.data(), static_cast<uint32_t>(key.size()));
-      ASSERT_EQ(removed != nullptr, known != model.end()) << key;
-      if (removed) {
-        EXPECT_EQ(*removed, known->second);
+      ASSERT_EQ(dict.remove(key.data(), static_cast<uint32_t>(key.size())), known != model.end()) << key;
+      if (known != model.end()) {
         model.erase(known);
         std::erase(order, key);
       }
@@ -105,11 +130,11 @@ TEST(IniDict, MatchesModelUnderRandomChanges) {
   EXPECT_GE(dict.bucketCount(), dict.count()) << "growth keeps chains short";
   EXPECT_EQ(keysInOrder(dict), order);
   for (const auto& [key, value] : model) {
-    const std::unique_ptr<int>* found = dict.find(key.data(), static_cast<uint32_t>(key.size()));
+    const int* found = dict.find(key.data(), static_cast<uint32_t>(key.size()));
     ASSERT_NE(found, nullptr) << key;
-    EXPECT_EQ(**found, value);
+    EXPECT_EQ(*found, value);
   }
-  dict.clear();
+  dict.reset();
   EXPECT_FALSE(dict.isSetUp());
   EXPECT_EQ(dict.first(), nullptr);
 }
