@@ -1,0 +1,284 @@
+// SFWAH bitmaps against CRoaring on the same sets of record ids, in the same
+// run: AND, OR, XOR, count, the newest 100 with the total, and the stored
+// size. Every benchmark reports our time (the benchmark's own time), the
+// peer's, and their ratio. The AND benchmarks also report the cost per
+// logical word of input beside a memcpy of the same stored bytes.
+// Sets of 12,000,000 records; a smoke run uses 200,000.
+#include <benchmark/benchmark.h>
+#include <roaring/roaring.h>
+
+#include <chrono>
+#include <cstring>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "benchsize.h"
+#include "codec/sfwahcount.h"
+#include "codec/sfwahintersect.h"
+#include "codec/sfwahtop.h"
+#include "codec/sfwahunion.h"
+#include "codec/sfwahvector.h"
+#include "codec/sfwahxor.h"
+#include "storage/inputdesc.h"
+#include "storage/outputdesc.h"
+
+namespace quern {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using Ids = std::vector<uint32_t>;
+
+uint32_t recordCount() { return static_cast<uint32_t>(bench::scaled(12000000, 200000)); }
+
+// Alternating runs of members and of non-members, lengths drawn uniformly.
+Ids runs(std::mt19937& random, uint32_t records, uint32_t onLow, uint32_t onHigh, uint32_t offLow,
+         uint32_t offHigh) {
+  Ids ids;
+  std::uniform_int_distribution<uint32_t> on(onLow, onHigh);
+  std::uniform_int_distribution<uint32_t> off(offLow, offHigh);
+  for (uint64_t id = 1 + off(random); id <= records; id += off(random)) {
+    for (uint64_t end = id + on(random); id < end && id <= records; ++id) ids.push_back(static_cast<uint32_t>(id));
+  }
+  return ids;
+}
+
+// Each record a member with probability p.
+Ids uniform(std::mt19937& random, uint32_t records, double p) {
+  Ids ids;
+  std::geometric_distribution<uint32_t> gap(p);
+  for (uint64_t id = 1 + gap(random); id <= records; id += 1 + gap(random)) ids.push_back(static_cast<uint32_t>(id));
+  return ids;
+}
+
+// A vector grown the way indexers grow one, written and loaded back as a
+// query would load it.
+std::unique_ptr<SFWAHVector> ourVector(const Ids& ids, uint32_t records) {
+  SFWAHVector built(nullptr);
+  uint32_t length = 0;
+  for (uint32_t id : ids) {
+    built.encoder()->appendZeros(id - 1 - length);
+    built.encoder()->appendBit(1);
+    length = id;
+  }
+  built.encoder()->appendZeros(records - length);
+  built.encoder()->finish();
+  built.chunks()->closeSegment();
+  const std::string path = (std::filesystem::temp_directory_path() / "sfwah_bench.vec").string();
+  {
+    COutputDesc out(std::make_unique<CFileOutput>(path.c_str()));
+    built.chunks()->writeTo(&out);
+  }
+  CInputDesc in(std::make_unique<CFileInput>(path.c_str()));
+  auto loaded = BitDecoderFactory::instance().create();
+  loaded->chunks()->readFrom(&in);
+  std::filesystem::remove(path);
+  return loaded;
+}
+
+uint64_t logicalWords(SFWAHVector& vector) {
+  uint64_t words = 0;
+  SFWAHWordCache cache;
+  vector.chunks()->rewind();
+  while (vector.chunks()->nextSegment()) {
+    while (vector.chunks()->hasWords()) {
+      vector.decodeWord(cache);
+      words += cache.size();
+      cache.clear();
+    }
+    vector.chunks()->nextWord();
+    vector.chunks()->nextWord();
+  }
+  vector.chunks()->rewind();
+  return words;
+}
+
+struct Operand {
+  std::unique_ptr<SFWAHVector> ours;
+  roaring_bitmap_t* theirs = nullptr;
+  ~Operand() { roaring_bitmap_free(theirs); }
+};
+
+struct DataSet {
+  std::string name;
+  Operand operands[2];
+};
+
+std::vector<std::unique_ptr<DataSet>> makeDataSets() {
+  const uint32_t records = recordCount();
+  std::mt19937 random(20261122);
+  struct Recipe {
+    const char* name;
+    std::function<Ids()> make;
+  };
+  const Recipe recipes[] = {
+      {"LongRuns", [&] { return runs(random, records, 200, 3000, 500, 20000); }},
+      {"ShortRuns", [&] { return runs(random, records, 1, 127, 1, 383); }},
+      {"Uniform10", [&] { return uniform(random, records, 0.1); }},
+      {"Uniform1000", [&] { return uniform(random, records, 0.001); }},
+      {"Uniform100000", [&] { return uniform(random, records, 0.00001); }},
+      {"Dense", [&] { return uniform(random, records, 0.999); }},
+  };
+  std::vector<std::unique_ptr<DataSet>> sets;
+  for (const Recipe& recipe : recipes) {
+    auto set = std::make_unique<DataSet>();
+    set->name = recipe.name;
+    for (Operand& operand : set->operands) {
+      const Ids ids = recipe.make();
+      operand.ours = ourVector(ids, records);
+      operand.theirs = roaring_bitmap_of_ptr(ids.size(), ids.data());
+      roaring_bitmap_run_optimize(operand.theirs);
+    }
+    sets.push_back(std::move(set));
+  }
+  return sets;
+}
+
+double seconds(Clock::time_point from, Clock::time_point to) {
+  return std::chrono::duration<double>(to - from).count();
+}
+
+// Times ours (the benchmark's time) and the peer's per iteration.
+template <typename Ours, typename Theirs>
+void compare(benchmark::State& state, Ours ours, Theirs theirs) {
+  double ourTotal = 0;
+  double theirTotal = 0;
+  for (auto _ : state) {
+    const double time = ours();
+    state.SetIterationTime(time);
+    ourTotal += time;
+    theirTotal += theirs();
+  }
+  state.counters["roaring_us"] = theirTotal * 1e6 / static_cast<double>(state.iterations());
+  state.counters["ratio"] = ourTotal / theirTotal;
+}
+
+template <typename Operator>
+double runOurs(DataSet& set) {
+  auto first = set.operands[0].ours->clone();
+  auto second = set.operands[1].ours->clone();
+  Operator op(first.release(), second.release());
+  const auto start = Clock::now();
+  std::unique_ptr<SFWAHVector> result = op.run();
+  const auto end = Clock::now();
+  benchmark::DoNotOptimize(result.get());
+  return seconds(start, end);
+}
+
+template <typename Operator>
+void registerOperator(DataSet& set, const char* name,
+                      roaring_bitmap_t* (*theirs)(const roaring_bitmap_t*, const roaring_bitmap_t*)) {
+  benchmark::RegisterBenchmark((set.name + "/" + name).c_str(), [&set, theirs](benchmark::State& state) {
+    compare(state, [&] { return runOurs<Operator>(set); },
+            [&] {
+              const auto start = Clock::now();
+              roaring_bitmap_t* result = theirs(set.operands[0].theirs, set.operands[1].theirs);
+              const auto end = Clock::now();
+              roaring_bitmap_free(result);
+              return seconds(start, end);
+            });
+  })->UseManualTime()->Unit(benchmark::kMicrosecond);
+}
+
+// The AND walk per logical word of input, beside a memcpy of the same bytes.
+void registerWalkCost(DataSet& set) {
+  benchmark::RegisterBenchmark((set.name + "/AndPerWord").c_str(), [&set](benchmark::State& state) {
+    const uint64_t words = logicalWords(*set.operands[0].ours) + logicalWords(*set.operands[1].ours);
+    const uint64_t bytes = set.operands[0].ours->chunks()->imageBytes() + set.operands[1].ours->chunks()->imageBytes();
+    std::vector<char> from(bytes, 1);
+    std::vector<char> to(bytes);
+    double ourTotal = 0;
+    double copyTotal = 0;
+    for (auto _ : state) {
+      const double time = runOurs<SFWAHIntersect>(set);
+      state.SetIterationTime(time);
+      ourTotal += time;
+      const auto start = Clock::now();
+      std::memcpy(to.data(), from.data(), bytes);
+      benchmark::ClobberMemory();
+      copyTotal += seconds(start, Clock::now());
+    }
+    const double n = static_cast<double>(state.iterations()) * static_cast<double>(words);
+    state.counters["logical_words"] = static_cast<double>(words);
+    state.counters["ns_per_word"] = ourTotal * 1e9 / n;
+    state.counters["memcpy_ns_per_word"] = copyTotal * 1e9 / n;
+  })->UseManualTime()->Unit(benchmark::kMicrosecond);
+}
+
+void registerDataSet(DataSet& set) {
+  registerOperator<SFWAHIntersect>(set, "And", roaring_bitmap_and);
+  registerOperator<SFWAHUnion>(set, "Or", roaring_bitmap_or);
+  registerOperator<SFWAHXor>(set, "Xor", roaring_bitmap_xor);
+  registerWalkCost(set);
+  benchmark::RegisterBenchmark((set.name + "/Count").c_str(), [&set](benchmark::State& state) {
+    SFWAHVector& ours = *set.operands[0].ours;
+    compare(state,
+            [&] {
+              ours.chunks()->rewind();
+              const auto start = Clock::now();
+              benchmark::DoNotOptimize(ours.count());
+              return seconds(start, Clock::now());
+            },
+            [&] {
+              const auto start = Clock::now();
+              benchmark::DoNotOptimize(roaring_bitmap_get_cardinality(set.operands[0].theirs));
+              return seconds(start, Clock::now());
+            });
+  })->UseManualTime()->Unit(benchmark::kMicrosecond);
+  benchmark::RegisterBenchmark((set.name + "/Top100").c_str(), [&set](benchmark::State& state) {
+    SFWAHVector& ours = *set.operands[0].ours;
+    compare(state,
+            [&] {
+              ours.chunks()->rewind();
+              uint32_t total = 0;
+              const auto start = Clock::now();
+              std::unique_ptr<CRingQueue> queue = SFWAHTop(&ours, 100).run(&total);
+              uint32_t newest = 0;
+              while (queue->size() != 0) newest += queue->pop();
+              const auto end = Clock::now();
+              benchmark::DoNotOptimize(newest + total);
+              return seconds(start, end);
+            },
+            [&] {
+              const auto start = Clock::now();
+              // The total as well, since ours gives it with the positions.
+              uint64_t total = roaring_bitmap_get_cardinality(set.operands[0].theirs);
+              roaring_uint32_iterator_t it;
+              roaring_init_iterator_last(set.operands[0].theirs, &it);
+              for (int i = 0; i < 100 && it.has_value; ++i) {
+                total += it.current_value;
+                roaring_previous_uint32_iterator(&it);
+              }
+              const auto end = Clock::now();
+              benchmark::DoNotOptimize(total);
+              return seconds(start, end);
+            });
+  })->UseManualTime()->Unit(benchmark::kMicrosecond);
+  benchmark::RegisterBenchmark((set.name + "/Size").c_str(), [&set](benchmark::State& state) {
+    for (auto _ : state) state.SetIterationTime(1e-6);
+    double ours = 0;
+    double theirs = 0;
+    for (Operand& operand : set.operands) {
+      ours += static_cast<double>(operand.ours->chunks()->imageBytes());
+      theirs += static_cast<double>(roaring_bitmap_portable_size_in_bytes(operand.theirs));
+    }
+    state.counters["our_bytes"] = ours / 2;
+    state.counters["roaring_bytes"] = theirs / 2;
+    state.counters["ratio"] = ours / theirs;
+  })->UseManualTime()->Iterations(1);
+}
+
+}  // namespace
+}  // namespace quern
+
+int main(int argc, char** argv) {
+  benchmark::Initialize(&argc, argv);
+  const auto sets = quern::makeDataSets();
+  for (const auto& set : sets) quern::registerDataSet(*set);
+  benchmark::RunSpecifiedBenchmarks();
+  benchmark::Shutdown();
+  return 0;
+}
