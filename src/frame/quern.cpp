@@ -2,16 +2,25 @@
 #include "quern.h"
 
 #include <string>
+#include <vector>
 
 #include "crashkeep.h"
 #include "frame/exception.h"
+#include "frame/exportguard.h"
+#include "intake/qvlogreader.h"
 #include "platform/platform.h"
 
 using namespace quern;
 
 namespace {
 constexpr int kOpenFileLimit = 2048;
+
+// "begin,end,sliceTag" of each block of the last sliced file.
+std::vector<std::string>& sliceList() {
+  static std::vector<std::string> list;
+  return list;
 }
+}  // namespace
 
 extern "C" int qrn_indexer_init(const char* logPath, int logOption) {
   if (!platform::raiseOpenFileLimit(kOpenFileLimit)) {
@@ -29,3 +38,27 @@ extern "C" int qrn_indexer_init(const char* logPath, int logOption) {
 extern "C" const char* qrn_indexer_error(void) { return errorText(); }
 
 extern "C" int qrn_indexer_error_num(void) { return errorNumber(); }
+
+extern "C" int qrn_indexer_slice(const char* path) {
+  return guardExport(-1, [&] {
+    CQvlogReader reader(path);
+    sliceList().clear();
+    uint64_t offset = kFileHeaderSize;
+    LogBlockHeader header;
+    // Decompression off: only the block heads are read, payloads are stepped over.
+    while (reader.ReadBlock(&header, 0) != nullptr) {
+      const uint64_t end = offset + header.blockSize + kBlockHeaderSize;
+      sliceList().push_back(formatText("%llu,%llu,%u", static_cast<unsigned long long>(offset),
+                                       static_cast<unsigned long long>(end), header.sliceTag));
+      offset = end;
+    }
+    return static_cast<int>(sliceList().size());
+  });
+}
+
+extern "C" const char* qrn_indexer_block(unsigned int index) {
+  static std::string text;
+  if (index >= sliceList().size()) return nullptr;
+  text = sliceList()[index];
+  return text.c_str();
+}
