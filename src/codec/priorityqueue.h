@@ -20,6 +20,8 @@ class CRingQueue {
     m_index = static_cast<uint32_t>(m_index + 1) == m_capacity ? 0 : m_index + 1;
     m_data[m_index] = value;
   }
+  // Puts first, first + 1, ... first + count - 1, as many single puts would.
+  void putRange(uint32_t first, uint32_t count);
   // The newest entry not yet delivered; only while size is not 0.
   uint32_t pop();
   // How many entries `pop` is to deliver, at most the capacity.

@@ -67,6 +67,21 @@ class SFWAHChunks {
     return word;
   }
 
+  // Takes the coded words that follow the read position in its chunk, up to
+  // the segment's closing words: points `data` at them and returns how many
+  // (0 when the segment has none left). The read position moves past them.
+  uint32_t takeCodedWords(const uint8_t*& data) {
+    if (!hasWords()) return 0;
+    if (m_readChunk >= m_chunks.size() || m_readOffset + 4 > m_chunks[m_readChunk].used) nextChunk();
+    const SFWAHChunk& chunk = m_chunks[m_readChunk];
+    const uint32_t inChunk = (chunk.used - m_readOffset) / 4;
+    const uint32_t left = m_segmentLength - 2 - m_wordsRead;
+    const uint32_t count = inChunk < left ? inChunk : left;
+    data = chunk.data + m_readOffset;
+    m_readOffset += 4 * count;
+    m_wordsRead += count;
+    return count;
+  }
   // Reads the two closing words of the segment: returns the tail length and
   // sets `word` to the tail word cut to its top `length` bits. A length above
   // 30 is damage and raises.

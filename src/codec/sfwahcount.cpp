@@ -13,19 +13,34 @@ SFWAHCount::SFWAHCount(SFWAHVector* bits) : m_bits(bits) {
   if (bits == nullptr) QRN_RAISE(2, "invalid param(bits)");
 }
 
+namespace {
+
+// One bits of a stored word, compact words included.
+uint32_t onesIn(uint32_t word) {
+  switch (word >> 29) {
+    case 0:
+      return 0;
+    case 1:
+      return static_cast<uint32_t>(std::popcount((word >> 16) & 0xFF) + std::popcount(word & 0xFF));
+    case 2:
+      return static_cast<uint32_t>(std::popcount((word >> 8) & 0xFF));
+    case 3:
+      return fillCount(word) * kGroupSize;
+    default:
+      return static_cast<uint32_t>(std::popcount(word & kGroupBits));
+  }
+}
+
+}  // namespace
+
+// Stored words are counted as they stand: a compact word's fill holds no
+// ones, so nothing needs expanding.
 uint32_t SFWAHCount::run() {
   SFWAHChunks& chunks = *m_bits->chunks();
   while (chunks.nextSegment()) {
-    while (!m_cache.empty() || chunks.hasWords()) {
-      if (m_cache.empty()) m_bits->decodeWord(m_cache);
-      const uint32_t word = m_cache.pop();
-      if (isLiteral(word)) {
-        m_count += static_cast<uint32_t>(std::popcount(word & kGroupBits));
-      } else if (isOneFill(word)) {
-        m_count += fillCount(word) * kGroupSize;
-      } else if (!isZeroFill(word)) {
-        QRN_RAISE(1, "invalid first word(%u)", word);
-      }
+    const uint8_t* data = nullptr;
+    for (uint32_t n = chunks.takeCodedWords(data); n != 0; n = chunks.takeCodedWords(data)) {
+      for (const uint8_t* end = data + 4 * n; data != end; data += 4) m_count += onesIn(loadLE32(data));
     }
     uint32_t tail = 0;
     chunks.readTail(tail);

@@ -4,7 +4,6 @@
 
 #include <cstdint>
 
-#include "codec/sfwahwordcache.h"
 
 namespace quern {
 
@@ -22,7 +21,6 @@ class SFWAHCount {
 
  private:
   SFWAHVector* m_bits;
-  SFWAHWordCache m_cache;
   uint32_t m_count = 0;
 };
 

@@ -1,5 +1,7 @@
 #include "codec/sfwahencoder.h"
 
+#include <bit>
+
 #include "codec/sfwahvector.h"
 #include "frame/exception.h"
 
@@ -9,17 +11,8 @@ using namespace sfwah;
 
 namespace {
 
-// Byte index (0 to 3) of a single-byte literal's one non-zero byte, or -1.
-int singleByteIndex(uint32_t literal) {
-  const uint32_t bits = literal & kGroupBits;
-  if (bits == 0) return -1;
-  for (int index = 0; index < 4; ++index) {
-    if ((bits & (0xFFu << (8 * index))) == bits) return index;
-  }
-  return -1;
-}
-
-uint32_t byteIndex(uint32_t literal) { return static_cast<uint32_t>(singleByteIndex(literal)); }
+// Byte index (0 to 3) of a single-byte literal's one non-zero byte.
+uint32_t byteIndex(uint32_t literal) { return static_cast<uint32_t>(std::countr_zero(literal & kGroupBits)) / 8; }
 
 uint32_t byteValue(uint32_t literal) { return ((literal & kGroupBits) >> (8 * byteIndex(literal))) & 0xFF; }
 
@@ -33,23 +26,20 @@ uint32_t makeFLF(uint32_t fill1, uint32_t literal, uint32_t fill2) {
 
 }  // namespace
 
-SFWAHEncoder::SFWAHEncoder(SFWAHVector* vector) {
-  if (vector == nullptr) QRN_RAISE(2, "Invalid param(bitVector)");
-  m_vector = vector;
-}
+SFWAHEncoder::SFWAHEncoder(SFWAHVector* vector) { setVector(vector); }
 
 SFWAHEncoder::SFWAHEncoder(SFWAHVector* vector, uint32_t activeWord, uint32_t activeBits, uint32_t state,
                            const SFWAHWordCache* cache)
     : m_activeWord(activeWord), m_activeBits(activeBits), m_state(state) {
-  if (vector == nullptr) QRN_RAISE(2, "Invalid param(bitVector)");
+  setVector(vector);
   if (cache == nullptr) QRN_RAISE(2, "Invalid param(cache)");
-  m_vector = vector;
   for (uint32_t i = 0; i < cache->size(); ++i) m_cache.push(cache->get(i));
 }
 
 void SFWAHEncoder::setVector(SFWAHVector* vector) {
   if (vector == nullptr) QRN_RAISE(2, "Invalid param(bitVector)");
   m_vector = vector;
+  m_out = vector->chunks();
 }
 
 void SFWAHEncoder::appendBit(uint32_t bit) {
@@ -103,10 +93,10 @@ void SFWAHEncoder::appendOnes(uint32_t count) {
   m_activeWord = (1u << m_activeBits) - 1;
 }
 
-void SFWAHEncoder::putWord(uint32_t word) {
+void SFWAHEncoder::putCachedWord(uint32_t word) {
   if (m_state > 7) QRN_RAISE(1, "invalid state(%d)", static_cast<int>(m_state));
   if (isLiteral(word)) {
-    if (singleByteIndex(word) >= 0) {
+    if (isSingleByte(word)) {
       putSingleByte(word);
     } else {
       flush();
@@ -245,6 +235,5 @@ void SFWAHEncoder::finish() {
   m_activeBits = 0;
 }
 
-void SFWAHEncoder::emit(uint32_t word) { m_vector->chunks()->appendWord(word); }
 
 }  // namespace quern

@@ -8,6 +8,9 @@
 
 #include <cstdint>
 
+#include <bit>
+
+#include "codec/sfwahchunks.h"
 #include "codec/sfwahwordcache.h"
 
 namespace quern {
@@ -32,7 +35,21 @@ class SFWAHEncoder {
   void appendOnes(uint32_t count);
   // Adds a whole logical word; the active word must be empty. Compact words
   // are not logical words and would be taken for literals.
-  void putWord(uint32_t word);
+  void putWord(uint32_t word) {
+    // The common case of a walk: a literal that can join no compact word,
+    // with nothing cached, is stored at once.
+    if (m_state == 0 && sfwah::isLiteral(word) && !isSingleByte(word)) {
+      m_out->appendWord(word);
+      return;
+    }
+    // And a zero fill that grows the zero fill already cached.
+    if (m_state - 1 < 2 && sfwah::isZeroFill(word) && m_cache.back() + word <= sfwah::kMaxCount) {
+      m_cache.back() += word;
+      setStateBySize(m_cache.back());
+      return;
+    }
+    putCachedWord(word);
+  }
   // Stores everything cached, then the tail word and the tail length. The
   // owner closes the segment of its chunks next.
   void finish();
@@ -46,6 +63,11 @@ class SFWAHEncoder {
   void setVector(SFWAHVector* vector);
 
  private:
+  static bool isSingleByte(uint32_t literal) {
+    const uint32_t bits = literal & sfwah::kGroupBits;
+    return bits != 0 && (31 - std::countl_zero(bits)) / 8 == std::countr_zero(bits) / 8;
+  }
+  void putCachedWord(uint32_t word);
   void putZeroFill(uint32_t count);
   void putOneFill(uint32_t word);
   void putSingleByte(uint32_t literal);
@@ -54,7 +76,7 @@ class SFWAHEncoder {
   // Adds two fill counts of one kind; a sum past the largest count first
   // stores a full fill. Returns the count that stays.
   uint32_t mergeCount(uint32_t count, uint32_t add, uint32_t fullWord);
-  void emit(uint32_t word);
+  void emit(uint32_t word) { m_out->appendWord(word); }
   void setStateBySize(uint32_t count) { m_state = count < 256 ? 1 : 2; }
 
   uint32_t m_activeWord = 0;
@@ -62,6 +84,7 @@ class SFWAHEncoder {
   uint32_t m_state = 0;
   SFWAHWordCache m_cache;
   SFWAHVector* m_vector = nullptr;
+  SFWAHChunks* m_out = nullptr;  // the vector's chunks
 };
 
 }  // namespace quern

@@ -1,6 +1,6 @@
 // The walking frame shared by the three boolean operators. Both coded
-// streams are walked at once, a logical word at a time, and every step puts
-// one logical word into the result's encoder, which re-compacts it. A table
+// streams are walked at once, a logical word at a time, and the result goes
+// word by word into the result's encoder, which re-compacts it. A table
 // per operator says, by the kinds of the two front words, whether to swap
 // the operands first and which action to take. All three operations are
 // symmetric, so a swap never changes the result.
@@ -10,6 +10,7 @@
 #include <memory>
 #include <utility>
 
+#include "codec/sfwahcursor.h"
 #include "codec/sfwahvector.h"
 #include "frame/exception.h"
 
@@ -62,15 +63,18 @@ class SFWAHOperator {
   [[noreturn]] static void fail(int32_t level, int32_t line, const char* format, Args... args) {
     raiseFailure(FailureSite{level, Rules::kModule, line}, format, args...);
   }
-  void step();
+  static int kindOf(uint32_t word) {
+    if (sfwah::isLiteral(word)) return sfwah::kLiteral;
+    if (sfwah::isZeroFill(word)) return sfwah::kZeroFill;
+    return sfwah::isOneFill(word) ? sfwah::kOneFillKind : -1;
+  }
+  // Takes n groups from the front of `cursor`, whatever they hold.
+  static void skipGroups(SFWAHCursor& cursor, uint32_t n);
+  void walk(SFWAHCursor* first, SFWAHCursor* second);
   void doAA();
-  void put(uint32_t word) { m_result->encoder()->putWord(word); }
 
   std::unique_ptr<SFWAHVector> m_first;
   std::unique_ptr<SFWAHVector> m_second;
-  SFWAHWordCache m_caches[2];
-  SFWAHWordCache* m_firstCache = &m_caches[0];
-  SFWAHWordCache* m_secondCache = &m_caches[1];
   std::unique_ptr<SFWAHVector> m_result;
 };
 
@@ -78,65 +82,100 @@ template <class Rules>
 std::unique_ptr<SFWAHVector> SFWAHOperator<Rules>::run() {
   if (!m_result) m_result = std::make_unique<SFWAHVector>(nullptr);
   while (m_first->chunks()->nextSegment() && m_second->chunks()->nextSegment()) {
-    while (m_first->chunks()->hasWords() || !m_firstCache->empty() || m_second->chunks()->hasWords() ||
-           !m_secondCache->empty()) {
-      step();
-    }
+    SFWAHCursor first(*m_first->chunks());
+    SFWAHCursor second(*m_second->chunks());
+    walk(&first, &second);
     doAA();
   }
   return std::move(m_result);
 }
 
+// One step per pair of front words, by the table. Where a fill decides the
+// result for all its groups, the other side's groups are passed over and the
+// fill is put once: the encoder merges consecutive fills, so this stores the
+// same words as putting one group at a time.
 template <class Rules>
-void SFWAHOperator<Rules>::step() {
+void SFWAHOperator<Rules>::walk(SFWAHCursor* first, SFWAHCursor* second) {
   using namespace sfwah;
-  if (m_firstCache->empty() && m_first->chunks()->hasWords()) m_first->decodeWord(*m_firstCache);
-  if (m_secondCache->empty() && m_second->chunks()->hasWords()) m_second->decodeWord(*m_secondCache);
-  const auto kindOf = [](uint32_t word) -> int {
-    if (isLiteral(word)) return kLiteral;
-    if (isZeroFill(word)) return kZeroFill;
-    return isOneFill(word) ? kOneFillKind : -1;
-  };
-  const int firstKind = kindOf(m_firstCache->front());
-  if (firstKind < 0) fail(1, __LINE__, "invalid first word(%u)", m_firstCache->front());
-  const int secondKind = kindOf(m_secondCache->front());
-  if (secondKind < 0) fail(1, __LINE__, "invalid second word(%u)", m_secondCache->front());
-  const Rule rule = Rules::kTable[firstKind][secondKind];
-  if (rule.swap) {
-    std::swap(m_first, m_second);
-    std::swap(m_firstCache, m_secondCache);
-  }
-  SFWAHWordCache& first = *m_firstCache;
-  SFWAHWordCache& second = *m_secondCache;
-  switch (rule.action) {
-    case Action::Z:
-    case Action::O: {
-      const uint32_t a = fillCount(first.front());
-      const uint32_t b = fillCount(second.front());
-      const uint32_t n = a < b ? a : b;
-      put(rule.action == Action::Z ? n : kOneFill | n);
-      first.reduceFill(n);
-      second.reduceFill(n);
-      break;
+  SFWAHEncoder& out = *m_result->encoder();
+  for (;;) {
+    const bool firstReady = first->ready();
+    if (firstReady != second->ready()) fail(1, __LINE__, "nothing to pop, size is zero");
+    if (!firstReady) return;
+    uint32_t a = first->front();
+    uint32_t b = second->front();
+    if (isLiteral(a & b)) {
+      first->pop();
+      second->pop();
+      out.putWord(Rules::combine(a, b));
+      continue;
     }
-    case Action::P:
-      put(second.pop());
-      first.reduceFill(1);
-      break;
-    case Action::ZW:
-    case Action::OW:
-      put(rule.action == Action::ZW ? 1 : kOneFill | 1);
-      first.reduceFill(1);
-      second.pop();
-      break;
-    case Action::N:
-      put(~second.pop() | kLiteralBit);
-      first.reduceFill(1);
-      break;
-    case Action::Literals: {
-      const uint32_t a = first.pop();
-      put(Rules::combine(a, second.pop()));
-      break;
+    const int firstKind = kindOf(a);
+    if (firstKind < 0) fail(1, __LINE__, "invalid first word(%u)", a);
+    const int secondKind = kindOf(b);
+    if (secondKind < 0) fail(1, __LINE__, "invalid second word(%u)", b);
+    const Rule rule = Rules::kTable[firstKind][secondKind];
+    if (rule.swap) {
+      std::swap(first, second);
+      std::swap(a, b);
+    }
+    const uint32_t count = fillCount(a);
+    switch (rule.action) {
+      case Action::Z:
+      case Action::O: {
+        const uint32_t n = count < fillCount(b) ? count : fillCount(b);
+        out.putWord(rule.action == Action::Z ? n : kOneFill | n);
+        for (SFWAHCursor* side : {first, second}) {
+          if (fillCount(side->front()) == n) {
+            side->pop();
+          } else {
+            side->front() -= n;
+          }
+        }
+        break;
+      }
+      case Action::ZW:
+      case Action::OW:
+        first->pop();
+        skipGroups(*second, count);
+        out.putWord(rule.action == Action::ZW ? count : kOneFill | count);
+        break;
+      case Action::P:
+      case Action::N: {
+        // The fill's groups take the other side's literals as they stand
+        // (or complemented) until a fill comes.
+        uint32_t left = count;
+        for (; left != 0 && second->ready() && isLiteral(second->front()); --left) {
+          const uint32_t literal = second->front();
+          second->pop();
+          out.putWord(rule.action == Action::P ? literal : ~literal | kLiteralBit);
+        }
+        if (left == 0) {
+          first->pop();
+        } else {
+          first->front() = (a & ~kMaxCount) | left;
+        }
+        break;
+      }
+      case Action::Literals:
+        break;  // taken above
+    }
+  }
+}
+
+template <class Rules>
+void SFWAHOperator<Rules>::skipGroups(SFWAHCursor& cursor, uint32_t n) {
+  using namespace sfwah;
+  while (n != 0) {
+    if (!cursor.ready()) fail(1, __LINE__, "nothing to pop, size is zero");
+    uint32_t& word = cursor.front();
+    const uint32_t groups = isLiteral(word) ? 1 : fillCount(word);
+    if (groups <= n) {
+      cursor.pop();
+      n -= groups;
+    } else {
+      word -= n;
+      n = 0;
     }
   }
 }

@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "codec/sfwahcursor.h"
 #include "codec/sfwahvector.h"
 #include "frame/exception.h"
 
@@ -42,17 +43,14 @@ std::unique_ptr<CRingQueue> SFWAHTop::run(uint32_t* total) {
   if (!m_queue) m_queue = std::make_unique<CRingQueue>(m_n);
   SFWAHChunks& chunks = *m_bits->chunks();
   while (chunks.nextSegment()) {
-    while (!m_cache.empty() || chunks.hasWords()) {
-      if (m_cache.empty()) m_bits->decodeWord(m_cache);
-      const uint32_t word = m_cache.pop();
+    for (SFWAHCursor cursor(chunks); cursor.ready(); cursor.pop()) {
+      const uint32_t word = cursor.front();
       if (isLiteral(word)) {
         putLiteral(word);
       } else if (isOneFill(word)) {
         putOnes(fillCount(word));
-      } else if (isZeroFill(word)) {
-        m_position += word * kGroupSize;
       } else {
-        QRN_RAISE(1, "invalid first word(%u)", word);
+        m_position += word * kGroupSize;
       }
     }
     uint32_t tail = 0;
@@ -81,7 +79,7 @@ void SFWAHTop::putOnes(uint32_t groups) {
   // Only the last nTop positions of the fill can still be among the newest.
   const uint64_t bits = uint64_t{groups} * kGroupSize;
   const uint64_t first = bits > m_n ? bits - m_n + 1 : 1;
-  for (uint64_t offset = first; offset <= bits; ++offset) m_queue->put(m_position + static_cast<uint32_t>(offset));
+  m_queue->putRange(m_position + static_cast<uint32_t>(first), static_cast<uint32_t>(bits - first + 1));
   m_position += static_cast<uint32_t>(bits);
   m_total += static_cast<uint32_t>(bits);
 }

@@ -8,7 +8,6 @@
 #include <memory>
 
 #include "codec/priorityqueue.h"
-#include "codec/sfwahwordcache.h"
 
 namespace quern {
 
@@ -33,7 +32,6 @@ class SFWAHTop {
   void putTail(uint32_t word, uint32_t length);
 
   SFWAHVector* m_bits;
-  SFWAHWordCache m_cache;
   std::unique_ptr<CRingQueue> m_queue;
   uint32_t m_position = 0;
   uint32_t m_n;

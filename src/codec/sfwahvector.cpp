@@ -53,22 +53,9 @@ void SFWAHVector::append(SFWAHVector* source) {
 }
 
 void SFWAHVector::decodeWord(SFWAHWordCache& cache) {
-  const uint32_t word = m_chunks->nextWord();
-  switch (word & kKindMask) {
-    case kLFL:
-      cache.push(kLiteralBit | ((word >> 16) & 0xFF) << (8 * ((word >> 27) & 3)));
-      cache.push((word >> 8) & 0xFF);
-      cache.push(kLiteralBit | (word & 0xFF) << (8 * ((word >> 25) & 3)));
-      break;
-    case kFLF:
-      cache.push((word >> 16) & 0xFF);
-      cache.push(kLiteralBit | ((word >> 8) & 0xFF) << (8 * ((word >> 27) & 3)));
-      cache.push(word & 0xFF);
-      break;
-    default:
-      cache.push(word);
-      break;
-  }
+  uint32_t words[3];
+  const uint32_t count = expandWord(m_chunks->nextWord(), words);
+  for (uint32_t i = 0; i < count; ++i) cache.push(words[i]);
 }
 
 uint32_t SFWAHVector::count() { return SFWAHCount(this).run(); }

@@ -25,6 +25,25 @@ inline bool isZeroFill(uint32_t word) { return (word & kKindMask) == 0; }
 inline bool isOneFill(uint32_t word) { return (word & kKindMask) == kOneFill; }
 inline uint32_t fillCount(uint32_t word) { return word & kMaxCount; }
 
+// Expands a stored word into its one to three logical words; returns how many.
+inline uint32_t expandWord(uint32_t word, uint32_t* out) {
+  switch (word & kKindMask) {
+    case kLFL:  // literal, zero fill, literal
+      out[0] = kLiteralBit | ((word >> 16) & 0xFF) << (8 * ((word >> 27) & 3));
+      out[1] = (word >> 8) & 0xFF;
+      out[2] = kLiteralBit | (word & 0xFF) << (8 * ((word >> 25) & 3));
+      return 3;
+    case kFLF:  // zero fill, literal, zero fill
+      out[0] = (word >> 16) & 0xFF;
+      out[1] = kLiteralBit | ((word >> 8) & 0xFF) << (8 * ((word >> 27) & 3));
+      out[2] = word & 0xFF;
+      return 3;
+    default:
+      out[0] = word;
+      return 1;
+  }
+}
+
 }  // namespace sfwah
 
 class SFWAHWordCache {

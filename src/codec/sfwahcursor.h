@@ -1,0 +1,46 @@
+// SFWAHCursor: the logical words of the segment being read, one at a time,
+// straight from the chunk memory. It stands for the word cache of a walker:
+// a stored word is expanded only when the previous one is used up.
+#pragma once
+
+#include <cstdint>
+
+#include "codec/sfwahchunks.h"
+#include "codec/sfwahwordcache.h"
+
+namespace quern {
+
+class SFWAHCursor {
+ public:
+  explicit SFWAHCursor(SFWAHChunks& chunks) : m_chunks(chunks) {}
+  SFWAHCursor(const SFWAHCursor&) = delete;
+  SFWAHCursor& operator=(const SFWAHCursor&) = delete;
+
+  // True while a logical word is at the front.
+  [[gnu::always_inline]] bool ready() { return m_next < m_size || load(); }
+  // The front word; a fill's count may be lowered in place.
+  uint32_t& front() { return m_words[m_next]; }
+  void pop() { ++m_next; }
+
+ private:
+  bool load() {
+    if (m_data == m_end) {
+      const uint32_t count = m_chunks.takeCodedWords(m_data);
+      if (count == 0) return false;
+      m_end = m_data + 4 * count;
+    }
+    m_size = sfwah::expandWord(loadLE32(m_data), m_words);
+    m_next = 0;
+    m_data += 4;
+    return true;
+  }
+
+  SFWAHChunks& m_chunks;
+  const uint8_t* m_data = nullptr;
+  const uint8_t* m_end = nullptr;
+  uint32_t m_words[3] = {0, 0, 0};
+  uint32_t m_size = 0;
+  uint32_t m_next = 0;
+};
+
+}  // namespace quern
