@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstring>
+#include <map>
 
 #include "intake/qvlogformat.h"
 #include "rowrender/payload.h"
@@ -11,9 +12,13 @@ namespace quern::qvloggen {
 
 namespace {
 
-uint32_t crc32(const std::string& text) {
+// Service and app names come from a few fixed lists: each CRC is computed once.
+uint32_t crc32(std::string_view text) {
   static const CCrc crc;
-  return crc.compute(text.data(), static_cast<uint32_t>(text.size()));
+  static std::map<const char*, uint32_t> known;
+  const auto [entry, added] = known.try_emplace(text.data(), 0);
+  if (added) entry->second = crc.compute(text.data(), static_cast<uint32_t>(text.size()));
+  return entry->second;
 }
 
 uint32_t frameType(Traffic traffic) {
@@ -93,9 +98,9 @@ void FrameMaker::drawHead(TruthFrame& truth, const Service& service, uint32_t pr
   truth.host = user.host.text;
   truth.peer = peer.text;
   truth.serv = service.name;
-  truth.servCrc = crc32(truth.serv);
+  truth.servCrc = crc32(service.name);
   truth.app = app;
-  truth.appCrc = crc32(truth.app);
+  truth.appCrc = crc32(app);
   truth.privateMark = privateMark;
   truth.time = m_clock.text();
 }
@@ -153,8 +158,7 @@ void FrameMaker::make(FrameKind kind, std::vector<uint8_t>& raw, TruthFrame& tru
   raw.resize(start + kFrameHeaderSize + frameSize);
   uint8_t* head = raw.data() + start;
   encodeFrameHeader(FrameHeader{type, frameSize, m_sequence}, head);
-  uint8_t* body = head + kFrameHeaderSize;
-  std::memset(body, 0, frameSize);
+  uint8_t* body = head + kFrameHeaderSize;  // zeroed by the resize
   writeHead(body, truth);
   truth.frameSize = frameSize;
   if (kind == FrameKind::Short || kind == FrameKind::Unknown) {

@@ -1,0 +1,78 @@
+// Slicing a generated log through the C exports, against the generator's own
+// block list.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "intake/tracelog.h"
+#include "quern.h"
+#include "qvloggen.h"
+#include "support/tempdir.h"
+
+namespace quern {
+namespace {
+
+using test::TempDir;
+using test::TraceLog;
+
+std::vector<std::string> slices(const std::string& path, int expected) {
+  const int count = qrn_indexer_slice(path.c_str());
+  EXPECT_EQ(count, expected) << qrn_indexer_error();
+  std::vector<std::string> texts;
+  for (int i = 0; i < count; ++i) texts.push_back(qrn_indexer_block(static_cast<unsigned>(i)));
+  EXPECT_EQ(qrn_indexer_block(static_cast<unsigned>(count < 0 ? 0 : count)), nullptr);
+  return texts;
+}
+
+std::string sliceText(const qvloggen::TruthBlock& block) {
+  return std::to_string(block.offset) + "," + std::to_string(block.end) + "," + std::to_string(block.sliceTag);
+}
+
+qvloggen::Summary sample(const std::string& dir) {
+  qvloggen::Options options;
+  options.seed = 41;
+  options.bytes = 3u << 20;
+  options.truth = false;
+  return qvloggen::generate(options, dir);
+}
+
+TEST(Slice, MatchesTheGeneratedBlocksAndStopsAtACut) {
+  TempDir dir;
+  const qvloggen::Summary summary = sample(dir.path());
+  ASSERT_GT(summary.blocks.size(), 3u);
+  std::vector<std::string> expected;
+  for (const auto& block : summary.blocks) expected.push_back(sliceText(block));
+  EXPECT_EQ(slices(summary.logPath, static_cast<int>(expected.size())), expected);
+
+  // A copy cut inside the third block keeps the two before it.
+  const std::string cut = dir.file("cut.qvlog");
+  test::writeFile(cut, test::readFile(summary.logPath).substr(0, summary.blocks[2].offset + 40));
+  TraceLog log;
+  expected.resize(2);
+  EXPECT_EQ(slices(cut, 2), expected);
+  EXPECT_TRUE(log.has("file size is less than blockSize, " + cut) || log.has("file size is less than rawSize, " + cut))
+      << log.text();
+}
+
+TEST(Slice, ShortAndMissingFiles) {
+  TempDir dir;
+  const qvloggen::Summary summary = sample(dir.path());
+  ASSERT_GT(slices(summary.logPath, static_cast<int>(summary.blocks.size())).size(), 0u);
+  const std::string path = dir.file("short");
+  for (const size_t size : {0, 27, 28}) {
+    test::writeFile(path, std::string(size, 'q'));
+    // Each slice replaces the list of the one before.
+    EXPECT_EQ(slices(path, 0).size(), 0u) << size;
+    EXPECT_EQ(qrn_indexer_block(0), nullptr);
+  }
+  const std::string missing = dir.file("missing.qvlog");
+  EXPECT_EQ(qrn_indexer_slice(missing.c_str()), -1);
+  EXPECT_NE(std::string(qrn_indexer_error()).find("fileio    :"), std::string::npos) << qrn_indexer_error();
+  EXPECT_NE(std::string(qrn_indexer_error()).find("open file " + missing + " failed"), std::string::npos);
+  EXPECT_EQ(qrn_indexer_slice(nullptr), -1);
+  EXPECT_NE(std::string(qrn_indexer_error()).find("construct CQvlogReader fail"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace quern
