@@ -37,7 +37,10 @@ int failed(const char* what) {
 // Prints the slice texts; the number of blocks, or -1 after printing the error.
 int slice(const std::string& log, bool quiet) {
   const int count = qrn_indexer_slice(log.c_str());
-  if (count < 0) return failed("slice");
+  if (count < 0) {
+    failed("slice");
+    return -1;
+  }
   for (int i = 0; i < count; ++i) {
     const char* text = qrn_indexer_block(static_cast<unsigned>(i));
     if (!quiet || i < 3 || i + 1 == count) std::printf("%s\n", text);
@@ -48,8 +51,9 @@ int slice(const std::string& log, bool quiet) {
 
 Summary generateReporting(const Options& options, const std::string& dir) {
   const Summary summary = quern::qvloggen::generate(options, dir);
-  std::printf("generated %s: %llu bytes, %zu blocks, %llu frames (%llu hidden)\n", summary.logPath.c_str(),
-              static_cast<unsigned long long>(summary.bytes), summary.blocks.size(),
+  std::printf("generated %s: %llu bytes, %llu blocks, %llu frames (%llu hidden)\n", summary.logPath.c_str(),
+              static_cast<unsigned long long>(summary.bytes),
+              static_cast<unsigned long long>(summary.blocks.size()),
               static_cast<unsigned long long>(summary.frames), static_cast<unsigned long long>(summary.hidden));
   std::printf("wrote %s/groups.ini, %s/resource.ini, %s/config.ini%s%s\n", dir.c_str(), dir.c_str(), dir.c_str(),
               summary.truthPath.empty() ? "" : " and the sidecar ", summary.truthPath.c_str());
@@ -78,7 +82,7 @@ int demo(const std::vector<std::string>& args) {
   std::printf("== 2. slicing %s into blocks (begin,end,sliceTag)\n", summary.logPath.c_str());
   const int count = slice(summary.logPath, true);
   if (count < 0) return 1;
-  std::printf("%d blocks; the generator wrote %zu\n", count, summary.blocks.size());
+  std::printf("%d blocks; the generator wrote %llu\n", count, static_cast<unsigned long long>(summary.blocks.size()));
   return static_cast<size_t>(count) == summary.blocks.size() ? 0 : 1;
 }
 

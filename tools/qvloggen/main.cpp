@@ -23,8 +23,9 @@ int main(int argc, char** argv) {
   }
   try {
     const Summary summary = generate(options, dir);
-    std::printf("%s: %llu bytes, %zu blocks, %llu frames (%llu hidden)\n", summary.logPath.c_str(),
-                static_cast<unsigned long long>(summary.bytes), summary.blocks.size(),
+    std::printf("%s: %llu bytes, %llu blocks, %llu frames (%llu hidden)\n", summary.logPath.c_str(),
+                static_cast<unsigned long long>(summary.bytes),
+              static_cast<unsigned long long>(summary.blocks.size()),
                 static_cast<unsigned long long>(summary.frames), static_cast<unsigned long long>(summary.hidden));
   } catch (const std::exception& failure) {
     std::fprintf(stderr, "qvloggen: %s\n", failure.what());
