@@ -54,6 +54,19 @@ class SFWAHChunks {
   void readFrom(CInputDesc* desc);
 
   void rewind();
+  // The read position, to walk the same words again.
+  struct ReadMark {
+    uint32_t chunk, offset, wordsRead, segmentLength;
+    int32_t segment;
+  };
+  ReadMark readMark() const { return {m_readChunk, m_readOffset, m_wordsRead, m_segmentLength, m_readSegment}; }
+  void restoreMark(const ReadMark& mark) {
+    m_readChunk = mark.chunk;
+    m_readOffset = mark.offset;
+    m_wordsRead = mark.wordsRead;
+    m_segmentLength = mark.segmentLength;
+    m_readSegment = mark.segment;
+  }
   // Moves to the next segment; false when none is left.
   bool nextSegment();
   // True while coded words are left in the current segment; its last two

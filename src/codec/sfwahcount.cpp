@@ -1,7 +1,7 @@
 #include "codec/sfwahcount.h"
 
-#include <bit>
 
+#include "codec/sfwahbytes.h"
 #include "codec/sfwahvector.h"
 #include "frame/exception.h"
 
@@ -21,13 +21,13 @@ uint32_t onesIn(uint32_t word) {
     case 0:
       return 0;
     case 1:
-      return static_cast<uint32_t>(std::popcount((word >> 16) & 0xFF) + std::popcount(word & 0xFF));
+      return kByteBits[(word >> 16) & 0xFF].count + kByteBits[word & 0xFF].count;
     case 2:
-      return static_cast<uint32_t>(std::popcount((word >> 8) & 0xFF));
+      return kByteBits[(word >> 8) & 0xFF].count;
     case 3:
       return fillCount(word) * kGroupSize;
     default:
-      return static_cast<uint32_t>(std::popcount(word & kGroupBits));
+      return onesIn31(word);
   }
 }
 
@@ -37,16 +37,18 @@ uint32_t onesIn(uint32_t word) {
 // ones, so nothing needs expanding.
 uint32_t SFWAHCount::run() {
   SFWAHChunks& chunks = *m_bits->chunks();
+  uint32_t count = m_count;
   while (chunks.nextSegment()) {
     const uint8_t* data = nullptr;
     for (uint32_t n = chunks.takeCodedWords(data); n != 0; n = chunks.takeCodedWords(data)) {
-      for (const uint8_t* end = data + 4 * n; data != end; data += 4) m_count += onesIn(loadLE32(data));
+      for (const uint8_t* end = data + 4 * n; data != end; data += 4) count += onesIn(loadLE32(data));
     }
     uint32_t tail = 0;
     chunks.readTail(tail);
-    m_count += static_cast<uint32_t>(std::popcount(tail));
+    count += onesIn31(tail >> 1) + (tail & 1);
   }
-  return m_count;
+  m_count = count;
+  return count;
 }
 
 }  // namespace quern

@@ -21,14 +21,44 @@ class SFWAHCursor {
   // The front word; a fill's count may be lowered in place.
   uint32_t& front() { return m_words[m_next]; }
   void pop() { ++m_next; }
+  // Passes over n groups, whatever they hold; whole stored words are passed
+  // without expanding them. Returns the groups it could not find.
+  uint32_t skipGroups(uint32_t n) {
+    while (n != 0 && m_next < m_size) n -= takeFromFront(n);
+    while (n != 0) {
+      if (m_data == m_end && !nextSpan()) return n;
+      const uint32_t word = loadLE32(m_data);
+      const uint32_t groups = sfwah::groupsOf(word);
+      if (groups > n) {
+        load();
+        while (n != 0) n -= takeFromFront(n);
+        return 0;
+      }
+      n -= groups;
+      m_data += 4;
+    }
+    return 0;
+  }
 
  private:
-  bool load() {
-    if (m_data == m_end) {
-      const uint32_t count = m_chunks.takeCodedWords(m_data);
-      if (count == 0) return false;
-      m_end = m_data + 4 * count;
+  bool nextSpan() {
+    const uint32_t count = m_chunks.takeCodedWords(m_data);
+    m_end = m_data + 4 * count;
+    return count != 0;
+  }
+  // Takes up to n groups of the front word; returns how many it took.
+  uint32_t takeFromFront(uint32_t n) {
+    uint32_t& word = m_words[m_next];
+    const uint32_t groups = sfwah::isLiteral(word) ? 1 : sfwah::fillCount(word);
+    if (groups <= n) {
+      ++m_next;
+      return groups;
     }
+    word -= n;
+    return n;
+  }
+  bool load() {
+    if (m_data == m_end && !nextSpan()) return false;
     m_size = sfwah::expandWord(loadLE32(m_data), m_words);
     m_next = 0;
     m_data += 4;

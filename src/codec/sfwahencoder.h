@@ -36,16 +36,25 @@ class SFWAHEncoder {
   // Adds a whole logical word; the active word must be empty. Compact words
   // are not logical words and would be taken for literals.
   void putWord(uint32_t word) {
-    // The common case of a walk: a literal that can join no compact word,
-    // with nothing cached, is stored at once.
-    if (m_state == 0 && sfwah::isLiteral(word) && !isSingleByte(word)) {
-      m_out->appendWord(word);
-      return;
-    }
-    // And a zero fill that grows the zero fill already cached.
-    if (m_state - 1 < 2 && sfwah::isZeroFill(word) && m_cache.back() + word <= sfwah::kMaxCount) {
-      m_cache.back() += word;
-      setStateBySize(m_cache.back());
+    // The frequent cases of a walk are taken here; the rest of the state
+    // machine is in putCachedWord.
+    if (sfwah::isLiteral(word)) {
+      if (!isSingleByte(word) && (m_state == 0 || m_state == 1 || m_state == 2 || m_state == 7)) {
+        // A literal that joins no compact word stores what is cached, a lone
+        // fill at most, and itself.
+        if (m_state != 0) emit(m_cache.pop());
+        m_state = 0;
+        emit(word);
+        return;
+      }
+    } else if (sfwah::isZeroFill(word)) {
+      if (m_state - 1 < 2 && m_cache.back() + word <= sfwah::kMaxCount) {
+        m_cache.back() += word;
+        setStateBySize(m_cache.back());
+        return;
+      }
+    } else if (m_state == 7 && sfwah::fillCount(m_cache.back()) + sfwah::fillCount(word) <= sfwah::kMaxCount) {
+      m_cache.back() += sfwah::fillCount(word);
       return;
     }
     putCachedWord(word);

@@ -18,8 +18,6 @@ namespace quern {
 
 namespace sfwah {
 
-enum Kind : uint8_t { kZeroFill = 0, kOneFillKind = 1, kLiteral = 2 };
-
 enum class Action : uint8_t {
   Z,        // two fills: the zero fill of the smaller count
   O,        // two fills: the one fill of the smaller count
@@ -35,7 +33,7 @@ struct Rule {
   Action action;
 };
 
-// Rules[first kind][second kind].
+// Rules[first kind][second kind], kinds: 0 zero fill, 1 one fill, 2 literal.
 using RuleTable = Rule[3][3];
 
 }  // namespace sfwah
@@ -63,14 +61,11 @@ class SFWAHOperator {
   [[noreturn]] static void fail(int32_t level, int32_t line, const char* format, Args... args) {
     raiseFailure(FailureSite{level, Rules::kModule, line}, format, args...);
   }
-  static int kindOf(uint32_t word) {
-    if (sfwah::isLiteral(word)) return sfwah::kLiteral;
-    if (sfwah::isZeroFill(word)) return sfwah::kZeroFill;
-    return sfwah::isOneFill(word) ? sfwah::kOneFillKind : -1;
-  }
-  // Takes n groups from the front of `cursor`, whatever they hold.
-  static void skipGroups(SFWAHCursor& cursor, uint32_t n);
+  // 2 for a literal, else the fill's kind by its second top bit.
+  static uint32_t kindOf(uint32_t word) { return (word >> 31) * 2 + ((word >> 30) & ~(word >> 31) & 1); }
   void walk(SFWAHCursor* first, SFWAHCursor* second);
+  template <int FirstKind, int SecondKind>
+  void act(SFWAHCursor*& first, SFWAHCursor*& second, uint32_t a, uint32_t b, SFWAHEncoder& out);
   void doAA();
 
   std::unique_ptr<SFWAHVector> m_first;
@@ -96,86 +91,73 @@ std::unique_ptr<SFWAHVector> SFWAHOperator<Rules>::run() {
 // same words as putting one group at a time.
 template <class Rules>
 void SFWAHOperator<Rules>::walk(SFWAHCursor* first, SFWAHCursor* second) {
-  using namespace sfwah;
   SFWAHEncoder& out = *m_result->encoder();
   for (;;) {
     const bool firstReady = first->ready();
     if (firstReady != second->ready()) fail(1, __LINE__, "nothing to pop, size is zero");
     if (!firstReady) return;
-    uint32_t a = first->front();
-    uint32_t b = second->front();
-    if (isLiteral(a & b)) {
-      first->pop();
-      second->pop();
-      out.putWord(Rules::combine(a, b));
-      continue;
-    }
-    const int firstKind = kindOf(a);
-    if (firstKind < 0) fail(1, __LINE__, "invalid first word(%u)", a);
-    const int secondKind = kindOf(b);
-    if (secondKind < 0) fail(1, __LINE__, "invalid second word(%u)", b);
-    const Rule rule = Rules::kTable[firstKind][secondKind];
-    if (rule.swap) {
-      std::swap(first, second);
-      std::swap(a, b);
-    }
-    const uint32_t count = fillCount(a);
-    switch (rule.action) {
-      case Action::Z:
-      case Action::O: {
-        const uint32_t n = count < fillCount(b) ? count : fillCount(b);
-        out.putWord(rule.action == Action::Z ? n : kOneFill | n);
-        for (SFWAHCursor* side : {first, second}) {
-          if (fillCount(side->front()) == n) {
-            side->pop();
-          } else {
-            side->front() -= n;
-          }
-        }
-        break;
-      }
-      case Action::ZW:
-      case Action::OW:
-        first->pop();
-        skipGroups(*second, count);
-        out.putWord(rule.action == Action::ZW ? count : kOneFill | count);
-        break;
-      case Action::P:
-      case Action::N: {
-        // The fill's groups take the other side's literals as they stand
-        // (or complemented) until a fill comes.
-        uint32_t left = count;
-        for (; left != 0 && second->ready() && isLiteral(second->front()); --left) {
-          const uint32_t literal = second->front();
-          second->pop();
-          out.putWord(rule.action == Action::P ? literal : ~literal | kLiteralBit);
-        }
-        if (left == 0) {
-          first->pop();
-        } else {
-          first->front() = (a & ~kMaxCount) | left;
-        }
-        break;
-      }
-      case Action::Literals:
-        break;  // taken above
+    const uint32_t a = first->front();
+    const uint32_t b = second->front();
+    // One dispatch on both kinds: 0 zero fill, 1 one fill, 2 literal.
+    switch (kindOf(a) * 3 + kindOf(b)) {
+      case 0: act<0, 0>(first, second, a, b, out); break;
+      case 1: act<0, 1>(first, second, a, b, out); break;
+      case 2: act<0, 2>(first, second, a, b, out); break;
+      case 3: act<1, 0>(first, second, a, b, out); break;
+      case 4: act<1, 1>(first, second, a, b, out); break;
+      case 5: act<1, 2>(first, second, a, b, out); break;
+      case 6: act<2, 0>(first, second, a, b, out); break;
+      case 7: act<2, 1>(first, second, a, b, out); break;
+      default: act<2, 2>(first, second, a, b, out); break;
     }
   }
 }
 
 template <class Rules>
-void SFWAHOperator<Rules>::skipGroups(SFWAHCursor& cursor, uint32_t n) {
+template <int FirstKind, int SecondKind>
+void SFWAHOperator<Rules>::act(SFWAHCursor*& first, SFWAHCursor*& second, uint32_t a, uint32_t b,
+                               SFWAHEncoder& out) {
   using namespace sfwah;
-  while (n != 0) {
-    if (!cursor.ready()) fail(1, __LINE__, "nothing to pop, size is zero");
-    uint32_t& word = cursor.front();
-    const uint32_t groups = isLiteral(word) ? 1 : fillCount(word);
-    if (groups <= n) {
-      cursor.pop();
-      n -= groups;
+  // A fill's third top bit must match its kind; compact words never get here.
+  if (FirstKind < 2 && (a >> 29 & 1) != FirstKind) fail(1, __LINE__, "invalid first word(%u)", a);
+  if (SecondKind < 2 && (b >> 29 & 1) != SecondKind) fail(1, __LINE__, "invalid second word(%u)", b);
+  constexpr Rule rule = Rules::kTable[FirstKind][SecondKind];
+  if constexpr (rule.swap) {
+    std::swap(first, second);
+    std::swap(a, b);
+  }
+  const uint32_t count = fillCount(a);
+  if constexpr (rule.action == Action::Literals) {
+    first->pop();
+    second->pop();
+    out.putWord(Rules::combine(a, b));
+  } else if constexpr (rule.action == Action::Z || rule.action == Action::O) {
+    const uint32_t n = count < fillCount(b) ? count : fillCount(b);
+    out.putWord(rule.action == Action::Z ? n : kOneFill | n);
+    for (SFWAHCursor* side : {first, second}) {
+      if (fillCount(side->front()) == n) {
+        side->pop();
+      } else {
+        side->front() -= n;
+      }
+    }
+  } else if constexpr (rule.action == Action::ZW || rule.action == Action::OW) {
+    first->pop();
+    if (second->skipGroups(count) != 0) fail(1, __LINE__, "nothing to pop, size is zero");
+    out.putWord(rule.action == Action::ZW ? count : kOneFill | count);
+  } else {
+    // P or N: the fill's groups take the other side's literals as they stand
+    // (or complemented) until a fill comes.
+    uint32_t left = count;
+    for (; left != 0 && second->ready() && isLiteral(second->front()); --left) {
+      const uint32_t literal = second->front();
+      second->pop();
+      out.putWord(rule.action == Action::P ? literal : ~literal | kLiteralBit);
+    }
+    if (left == 0) {
+      first->pop();
     } else {
-      word -= n;
-      n = 0;
+      first->front() = (a & ~kMaxCount) | left;
     }
   }
 }

@@ -1,7 +1,7 @@
 #include "codec/sfwahtop.h"
 
-#include <array>
-
+#include "codec/sfwahbytes.h"
+#include "codec/sfwahcount.h"
 #include "codec/sfwahcursor.h"
 #include "codec/sfwahvector.h"
 #include "frame/exception.h"
@@ -10,28 +10,6 @@ namespace quern {
 
 using namespace sfwah;
 
-namespace {
-
-// For each byte value: how many bits are set and their offsets from the top
-// bit (offset 0) down.
-struct ByteBits {
-  uint8_t count = 0;
-  uint8_t offsets[8] = {};
-};
-
-constexpr std::array<ByteBits, 256> makeByteTable() {
-  std::array<ByteBits, 256> table{};
-  for (uint32_t value = 0; value < 256; ++value) {
-    for (uint32_t offset = 0; offset < 8; ++offset) {
-      if (value & (0x80u >> offset)) table[value].offsets[table[value].count++] = static_cast<uint8_t>(offset);
-    }
-  }
-  return table;
-}
-
-constexpr std::array<ByteBits, 256> kByteBits = makeByteTable();
-
-}  // namespace
 
 SFWAHTop::SFWAHTop(SFWAHVector* bits, uint32_t nTop) : m_bits(bits), m_n(nTop) {
   if (bits == nullptr) QRN_RAISE(2, "invalid param(bits)");
@@ -42,13 +20,32 @@ std::unique_ptr<CRingQueue> SFWAHTop::run(uint32_t* total) {
   if (total == nullptr) QRN_RAISE(2, "invalid param(total)");
   if (!m_queue) m_queue = std::make_unique<CRingQueue>(m_n);
   SFWAHChunks& chunks = *m_bits->chunks();
+  // A counting pass first: ones before the last nTop need no position, so
+  // the walk only counts them. The ring ends the same, as it keeps the last
+  // nTop positions put.
+  const SFWAHChunks::ReadMark start = chunks.readMark();
+  const uint32_t all = SFWAHCount(m_bits).run();
+  chunks.restoreMark(start);
+  const uint32_t quiet = all > m_n ? all - m_n : 0;
   while (chunks.nextSegment()) {
     for (SFWAHCursor cursor(chunks); cursor.ready(); cursor.pop()) {
       const uint32_t word = cursor.front();
       if (isLiteral(word)) {
-        putLiteral(word);
+        const uint32_t ones = onesIn31(word);
+        if (m_total + ones > quiet) {
+          putLiteral(word);
+        } else {
+          m_total += ones;
+          m_position += kGroupSize;
+        }
       } else if (isOneFill(word)) {
-        putOnes(fillCount(word));
+        const uint32_t ones = fillCount(word) * kGroupSize;
+        if (m_total + ones > quiet) {
+          putOnes(fillCount(word));
+        } else {
+          m_total += ones;
+          m_position += ones;
+        }
       } else {
         m_position += word * kGroupSize;
       }

@@ -25,6 +25,15 @@ inline bool isZeroFill(uint32_t word) { return (word & kKindMask) == 0; }
 inline bool isOneFill(uint32_t word) { return (word & kKindMask) == kOneFill; }
 inline uint32_t fillCount(uint32_t word) { return word & kMaxCount; }
 
+// Groups of 31 bits that a stored word stands for.
+inline uint32_t groupsOf(uint32_t word) {
+  const uint32_t top = word >> 29;
+  if (top >= 4) return 1;
+  if (top == 1) return 2 + ((word >> 8) & 0xFF);
+  if (top == 2) return 1 + ((word >> 16) & 0xFF) + (word & 0xFF);
+  return word & kMaxCount;
+}
+
 // Expands a stored word into its one to three logical words; returns how many.
 inline uint32_t expandWord(uint32_t word, uint32_t* out) {
   switch (word & kKindMask) {
