@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "platform/platform.h"
 #include "support/tempdir.h"
@@ -82,25 +83,45 @@ TEST(GlobalConfig, ReadsFieldsAndKinds) {
   EXPECT_THROW(GlobalConfig(dir.file("none.ini").c_str()), std::runtime_error);
 }
 
+TEST(GlobalConfig, ShippedDefaultsListTheRecordFieldsAndKinds) {
+  const GlobalConfig config(QUERN_CONF_DIR "/config.ini");
+  std::vector<std::string> fields;
+  for (int level = 1; level <= 15; ++level) fields.push_back("g" + std::to_string(level));
+  for (const char* name : {"user", "host", "serv", "snap", "app", "private", "time", "result"}) fields.push_back(name);
+  std::string list;
+  for (const std::string& field : fields) list += (list.empty() ? "" : ",") + field;
+  EXPECT_EQ(config.indexFields(), list);
+  for (const std::string& field : fields) {
+    const char* kind = field == "time" ? "range" : field == "result" ? "ft" : "e1";
+    EXPECT_STREQ(config.indexer(field.c_str()), kind) << field;
+  }
+}
+
 // The process-wide instance only counts as made once config.ini loaded. A
 // child process gives the test a fresh instance whatever ran before.
 TEST(GlobalConfigDeathTest, InstanceTriesAgainUntilConfigLoads) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
-  const TempDir dir;
   EXPECT_EXIT(
       {
-        std::filesystem::current_path(dir.path());
-        bool refused = false;
-        try {
-          GlobalConfig::instance();
-        } catch (const std::runtime_error& failure) {
-          refused = std::string(failure.what()).find(",load config.ini failed") != std::string::npos;
+        bool ok = false;
+        {
+          const TempDir dir;
+          const std::filesystem::path home = std::filesystem::current_path();
+          std::filesystem::current_path(dir.path());
+          bool refused = false;
+          try {
+            GlobalConfig::instance();
+          } catch (const std::runtime_error& failure) {
+            refused = std::string(failure.what()).find(",load config.ini failed") != std::string::npos;
+          }
+          writeFile("config.ini", "[Global]\nindexFields = x\n");
+          const bool loaded = std::string(GlobalConfig::instance().indexFields()) == "x";
+          writeFile("config.ini", "[Global]\nindexFields = y\n");
+          const bool once = std::string(GlobalConfig::instance().indexFields()) == "x";
+          std::filesystem::current_path(home);
+          ok = refused && loaded && once;
         }
-        writeFile("config.ini", "[Global]\nindexFields = x\n");
-        const bool loaded = std::string(GlobalConfig::instance().indexFields()) == "x";
-        writeFile("config.ini", "[Global]\nindexFields = y\n");
-        const bool once = std::string(GlobalConfig::instance().indexFields()) == "x";
-        std::exit(refused && loaded && once ? 0 : 1);
+        std::exit(ok ? 0 : 1);
       },
       ::testing::ExitedWithCode(0), "");
 }
