@@ -57,9 +57,15 @@ class SFWAHCursor {
     word -= n;
     return n;
   }
-  bool load() {
+  [[gnu::always_inline]] bool load() {
     if (m_data == m_end && !nextSpan()) return false;
-    m_size = sfwah::expandWord(loadLE32(m_data), m_words);
+    const uint32_t word = loadLE32(m_data);
+    if (((word >> 29) - 1) < 2) {
+      m_size = sfwah::expandWord(word, m_words);
+    } else {
+      m_words[0] = word;
+      m_size = 1;
+    }
     m_next = 0;
     m_data += 4;
     return true;

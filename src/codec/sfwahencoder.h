@@ -35,7 +35,7 @@ class SFWAHEncoder {
   void appendOnes(uint32_t count);
   // Adds a whole logical word; the active word must be empty. Compact words
   // are not logical words and would be taken for literals.
-  void putWord(uint32_t word) {
+  [[gnu::always_inline]] void putWord(uint32_t word) {
     // The frequent cases of a walk are taken here; the rest of the state
     // machine is in putCachedWord.
     if (sfwah::isLiteral(word)) {

@@ -128,9 +128,16 @@ void SFWAHOperator<Rules>::act(SFWAHCursor*& first, SFWAHCursor*& second, uint32
   }
   const uint32_t count = fillCount(a);
   if constexpr (rule.action == Action::Literals) {
-    first->pop();
-    second->pop();
-    out.putWord(Rules::combine(a, b));
+    // Literals tend to come in stretches on both sides: stay here for them.
+    for (;;) {
+      first->pop();
+      second->pop();
+      out.putWord(Rules::combine(a, b));
+      if (!first->ready() || !second->ready()) break;
+      a = first->front();
+      b = second->front();
+      if (!isLiteral(a & b)) break;
+    }
   } else if constexpr (rule.action == Action::Z || rule.action == Action::O) {
     const uint32_t n = count < fillCount(b) ? count : fillCount(b);
     out.putWord(rule.action == Action::Z ? n : kOneFill | n);

@@ -96,24 +96,10 @@ class SFWAHWordCache {
   bool empty() const { return m_size == 0; }
   void clear() { m_size = 0; }
 
-  // Lowers the front fill's count by n, keeping its kind; a fill that
-  // reaches 0 is popped.
-  void reduceFill(uint32_t n) {
-    uint32_t& word = front();
-    const uint32_t count = sfwah::fillCount(word);
-    if (count < n) failReduce(count, n);
-    if (count == n) {
-      pop();
-    } else {
-      word -= n;
-    }
-  }
-
  private:
   [[noreturn]] static void failFull();
   [[noreturn]] static void failEmpty();
   [[noreturn]] static void failIndex(uint32_t index);
-  [[noreturn]] static void failReduce(uint32_t count, uint32_t n);
 
   uint32_t m_words[kCapacity] = {0, 0, 0};
   uint32_t m_size = 0;
