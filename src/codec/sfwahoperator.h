@@ -66,7 +66,29 @@ class SFWAHOperator {
   void walk(SFWAHCursor* first, SFWAHCursor* second);
   template <int FirstKind, int SecondKind>
   void act(SFWAHCursor*& first, SFWAHCursor*& second, uint32_t a, uint32_t b, SFWAHEncoder& out);
+  template <sfwah::Action action>
+  static void lead(SFWAHCursor& other, uint32_t groups, SFWAHEncoder& out);
   void doAA();
+
+  // A walk takes the pairs of fills by the fill-against-literal column (see
+  // act); this checks that the table's pairs of fills agree with it.
+  static constexpr bool fillPairsAgree() {
+    using namespace sfwah;
+    const auto decides = [](int kind) {
+      return Rules::kTable[kind][2].action == Action::ZW || Rules::kTable[kind][2].action == Action::OW;
+    };
+    for (int i = 0; i < 2; ++i) {
+      for (int j = 0; j < 2; ++j) {
+        const bool swap = !decides(i) && decides(j);
+        const int other = swap ? i : j;
+        const Action lead = Rules::kTable[swap ? j : i][2].action;
+        const int result = lead == Action::ZW ? 0 : lead == Action::OW ? 1 : lead == Action::P ? other : 1 - other;
+        if ((Rules::kTable[i][j].action == Action::O) != (result == 1)) return false;
+      }
+    }
+    return true;
+  }
+  static_assert(fillPairsAgree(), "the pairs of fills must follow from the fill-against-literal rules");
 
   std::unique_ptr<SFWAHVector> m_first;
   std::unique_ptr<SFWAHVector> m_second;
@@ -85,10 +107,11 @@ std::unique_ptr<SFWAHVector> SFWAHOperator<Rules>::run() {
   return std::move(m_result);
 }
 
-// One step per pair of front words, by the table. Where a fill decides the
-// result for all its groups, the other side's groups are passed over and the
-// fill is put once: the encoder merges consecutive fills, so this stores the
-// same words as putting one group at a time.
+// One step per pair of front words, by the table, taken a whole fill at a
+// time. Where a fill decides the result for all its groups, the other side's
+// groups are passed over and the fill is put once: the encoder merges
+// consecutive fills, so this stores the same words as putting one group at a
+// time.
 template <class Rules>
 void SFWAHOperator<Rules>::walk(SFWAHCursor* first, SFWAHCursor* second) {
   SFWAHEncoder& out = *m_result->encoder();
@@ -121,13 +144,7 @@ void SFWAHOperator<Rules>::act(SFWAHCursor*& first, SFWAHCursor*& second, uint32
   // A fill's third top bit must match its kind; compact words never get here.
   if (FirstKind < 2 && (a >> 29 & 1) != FirstKind) fail(1, __LINE__, "invalid first word(%u)", a);
   if (SecondKind < 2 && (b >> 29 & 1) != SecondKind) fail(1, __LINE__, "invalid second word(%u)", b);
-  constexpr Rule rule = Rules::kTable[FirstKind][SecondKind];
-  if constexpr (rule.swap) {
-    std::swap(first, second);
-    std::swap(a, b);
-  }
-  const uint32_t count = fillCount(a);
-  if constexpr (rule.action == Action::Literals) {
+  if constexpr (FirstKind == 2 && SecondKind == 2) {
     // Literals tend to come in stretches on both sides: stay here for them.
     for (;;) {
       first->pop();
@@ -138,33 +155,54 @@ void SFWAHOperator<Rules>::act(SFWAHCursor*& first, SFWAHCursor*& second, uint32
       b = second->front();
       if (!isLiteral(a & b)) break;
     }
-  } else if constexpr (rule.action == Action::Z || rule.action == Action::O) {
-    const uint32_t n = count < fillCount(b) ? count : fillCount(b);
-    out.putWord(rule.action == Action::Z ? n : kOneFill | n);
-    for (SFWAHCursor* side : {first, second}) {
-      if (fillCount(side->front()) == n) {
-        side->pop();
-      } else {
-        side->front() -= n;
-      }
-    }
-  } else if constexpr (rule.action == Action::ZW || rule.action == Action::OW) {
-    first->pop();
-    if (second->skipGroups(count) != 0) fail(1, __LINE__, "nothing to pop, size is zero");
-    out.putWord(rule.action == Action::ZW ? count : kOneFill | count);
   } else {
-    // P or N: the fill's groups take the other side's literals as they stand
-    // (or complemented) until a fill comes.
-    uint32_t left = count;
-    for (; left != 0 && second->ready() && isLiteral(second->front()); --left) {
-      const uint32_t literal = second->front();
-      second->pop();
-      out.putWord(rule.action == Action::P ? literal : ~literal | kLiteralBit);
+    // A fill leads: one that decides its groups whatever the other side
+    // holds (its action against a literal is ZW or OW) before one that passes
+    // the other side on (P or N), and a fill before a literal.
+    constexpr auto decides = [](int kind) {
+      return kind < 2 && (Rules::kTable[kind][2].action == Action::ZW || Rules::kTable[kind][2].action == Action::OW);
+    };
+    constexpr bool swap = FirstKind == 2 || (!decides(FirstKind) && decides(SecondKind));
+    constexpr int kind = swap ? SecondKind : FirstKind;
+    constexpr Action action = Rules::kTable[kind][2].action;
+    if constexpr (swap) {
+      std::swap(first, second);
+      std::swap(a, b);
     }
-    if (left == 0) {
-      first->pop();
-    } else {
-      first->front() = (a & ~kMaxCount) | left;
+    first->pop();
+    lead<action>(*second, fillCount(a), out);
+  }
+}
+
+// The other side's next `groups` groups under a leading fill: passed over
+// when the fill decides them, else put as they stand (P) or complemented (N).
+template <class Rules>
+template <sfwah::Action action>
+void SFWAHOperator<Rules>::lead(SFWAHCursor& other, uint32_t groups, SFWAHEncoder& out) {
+  using namespace sfwah;
+  if constexpr (action == Action::ZW || action == Action::OW) {
+    if (other.skipGroups(groups) != 0) fail(1, __LINE__, "nothing to pop, size is zero");
+    out.putWord(action == Action::ZW ? groups : kOneFill | groups);
+  } else {
+    constexpr uint32_t flip = action == Action::N ? kOneFill : 0;
+    while (groups != 0) {
+      if (!other.ready()) fail(1, __LINE__, "nothing to pop, size is zero");
+      uint32_t& word = other.front();
+      if (isLiteral(word)) {
+        out.putWord(action == Action::P ? word : ~word | kLiteralBit);
+        other.pop();
+        --groups;
+        continue;
+      }
+      const uint32_t count = fillCount(word);
+      const uint32_t n = count < groups ? count : groups;
+      out.putWord(((word & kOneFill) ^ flip) | n);
+      if (n == count) {
+        other.pop();
+      } else {
+        word -= n;
+      }
+      groups -= n;
     }
   }
 }
