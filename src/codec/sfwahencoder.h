@@ -47,6 +47,15 @@ class SFWAHEncoder {
         emit(word);
         return;
       }
+    } else if (m_state == 0) {
+      // A fill with nothing cached waits for what follows.
+      m_cache.push(word);
+      if (sfwah::isOneFill(word)) {
+        m_state = 7;
+      } else {
+        setStateBySize(word);
+      }
+      return;
     } else if (sfwah::isZeroFill(word)) {
       if (m_state - 1 < 2 && m_cache.back() + word <= sfwah::kMaxCount) {
         m_cache.back() += word;
