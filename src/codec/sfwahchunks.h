@@ -106,7 +106,6 @@ class SFWAHChunks {
   const std::vector<uint32_t>& segmentWords() const { return m_segmentWords; }
   const std::vector<SFWAHChunk>& chunks() const { return m_chunks; }
   CMemCache* cache() const { return m_cache; }
-  bool ownsCache() const { return m_ownedCache != nullptr; }
   // Bytes of the image that `writeTo` writes.
   uint64_t imageBytes() const;
 

@@ -11,9 +11,9 @@ struct SFWAHIntersectRules {
   // Rows: the first front word is a zero fill, a one fill, a literal; columns
   // the same for the second.
   static constexpr sfwah::RuleTable kTable = {
-      {{false, sfwah::Action::Z}, {false, sfwah::Action::Z}, {false, sfwah::Action::ZW}},
-      {{true, sfwah::Action::Z}, {false, sfwah::Action::O}, {false, sfwah::Action::P}},
-      {{true, sfwah::Action::ZW}, {true, sfwah::Action::P}, {false, sfwah::Action::Literals}},
+      {sfwah::Action::Z, sfwah::Action::Z, sfwah::Action::ZW},
+      {sfwah::Action::Z, sfwah::Action::O, sfwah::Action::P},
+      {sfwah::Action::ZW, sfwah::Action::P, sfwah::Action::Literals},
   };
   static uint32_t combine(uint32_t a, uint32_t b);
   static uint32_t combineTail(uint32_t a, uint32_t b) { return a & b; }

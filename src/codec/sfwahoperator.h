@@ -1,9 +1,7 @@
 // The walking frame shared by the three boolean operators. Both coded
 // streams are walked at once, a logical word at a time, and the result goes
 // word by word into the result's encoder, which re-compacts it. A table
-// per operator says, by the kinds of the two front words, whether to swap
-// the operands first and which action to take. All three operations are
-// symmetric, so a swap never changes the result.
+// per operator gives the action by the kinds of the two front words.
 #pragma once
 
 #include <cstdint>
@@ -28,13 +26,10 @@ enum class Action : uint8_t {
   Literals  // two literals: the operator's own rule
 };
 
-struct Rule {
-  bool swap;
-  Action action;
-};
-
-// Rules[first kind][second kind], kinds: 0 zero fill, 1 one fill, 2 literal.
-using RuleTable = Rule[3][3];
+// Actions[first kind][second kind], kinds: 0 zero fill, 1 one fill, 2
+// literal. The fill-against-literal actions expect the fill first; the
+// operations being symmetric, the walk swaps the operands where needed.
+using RuleTable = Action[3][3];
 
 }  // namespace sfwah
 
@@ -70,25 +65,28 @@ class SFWAHOperator {
   static void lead(SFWAHCursor& other, uint32_t groups, SFWAHEncoder& out);
   void doAA();
 
-  // A walk takes the pairs of fills by the fill-against-literal column (see
-  // act); this checks that the table's pairs of fills agree with it.
-  static constexpr bool fillPairsAgree() {
+  // A fill that decides its groups whatever the other side holds: its action
+  // against a literal is ZW or OW (not P or N).
+  static constexpr bool decides(int kind) {
+    return kind < 2 && (Rules::kTable[kind][2] == sfwah::Action::ZW || Rules::kTable[kind][2] == sfwah::Action::OW);
+  }
+  // A walk takes every pair by the fill-against-literal column (see act);
+  // this checks that the rest of the table agrees with it.
+  static constexpr bool tableAgrees() {
     using namespace sfwah;
-    const auto decides = [](int kind) {
-      return Rules::kTable[kind][2].action == Action::ZW || Rules::kTable[kind][2].action == Action::OW;
-    };
     for (int i = 0; i < 2; ++i) {
+      if (Rules::kTable[2][i] != Rules::kTable[i][2]) return false;
       for (int j = 0; j < 2; ++j) {
         const bool swap = !decides(i) && decides(j);
         const int other = swap ? i : j;
-        const Action lead = Rules::kTable[swap ? j : i][2].action;
+        const Action lead = Rules::kTable[swap ? j : i][2];
         const int result = lead == Action::ZW ? 0 : lead == Action::OW ? 1 : lead == Action::P ? other : 1 - other;
-        if ((Rules::kTable[i][j].action == Action::O) != (result == 1)) return false;
+        if ((Rules::kTable[i][j] == Action::O) != (result == 1)) return false;
       }
     }
-    return true;
+    return Rules::kTable[2][2] == Action::Literals;
   }
-  static_assert(fillPairsAgree(), "the pairs of fills must follow from the fill-against-literal rules");
+  static_assert(tableAgrees(), "every pair must follow from the fill-against-literal rules");
 
   std::unique_ptr<SFWAHVector> m_first;
   std::unique_ptr<SFWAHVector> m_second;
@@ -156,15 +154,11 @@ void SFWAHOperator<Rules>::act(SFWAHCursor*& first, SFWAHCursor*& second, uint32
       if (!isLiteral(a & b)) break;
     }
   } else {
-    // A fill leads: one that decides its groups whatever the other side
-    // holds (its action against a literal is ZW or OW) before one that passes
-    // the other side on (P or N), and a fill before a literal.
-    constexpr auto decides = [](int kind) {
-      return kind < 2 && (Rules::kTable[kind][2].action == Action::ZW || Rules::kTable[kind][2].action == Action::OW);
-    };
+    // A fill leads: one that decides its groups before one that passes the
+    // other side on (P or N), and a fill before a literal.
     constexpr bool swap = FirstKind == 2 || (!decides(FirstKind) && decides(SecondKind));
     constexpr int kind = swap ? SecondKind : FirstKind;
-    constexpr Action action = Rules::kTable[kind][2].action;
+    constexpr Action action = Rules::kTable[kind][2];
     if constexpr (swap) {
       std::swap(first, second);
       std::swap(a, b);

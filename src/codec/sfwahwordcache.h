@@ -78,11 +78,6 @@ class SFWAHWordCache {
     --m_size;
     return word;
   }
-  // The oldest word, changeable in place (a fill's count goes down as it is used).
-  uint32_t& front() {
-    if (m_size == 0) failEmpty();
-    return m_words[0];
-  }
   // The newest word, changeable in place (the encoder grows a cached fill).
   uint32_t& back() {
     if (m_size == 0) failEmpty();

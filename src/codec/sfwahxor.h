@@ -11,9 +11,9 @@ struct SFWAHXorRules {
   // Rows: the first front word is a zero fill, a one fill, a literal; columns
   // the same for the second.
   static constexpr sfwah::RuleTable kTable = {
-      {{false, sfwah::Action::Z}, {false, sfwah::Action::O}, {false, sfwah::Action::P}},
-      {{true, sfwah::Action::O}, {false, sfwah::Action::Z}, {false, sfwah::Action::N}},
-      {{true, sfwah::Action::P}, {true, sfwah::Action::N}, {false, sfwah::Action::Literals}},
+      {sfwah::Action::Z, sfwah::Action::O, sfwah::Action::P},
+      {sfwah::Action::O, sfwah::Action::Z, sfwah::Action::N},
+      {sfwah::Action::P, sfwah::Action::N, sfwah::Action::Literals},
   };
   static uint32_t combine(uint32_t a, uint32_t b);
   static uint32_t combineTail(uint32_t a, uint32_t b) { return a ^ b; }
