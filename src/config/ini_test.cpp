@@ -21,6 +21,21 @@ using test::readFile;
 using test::TempDir;
 using test::writeFile;
 
+// What a text-mode file holds for "\n" here: "\r\n" on Windows.
+std::string textFile(const std::string& text) {
+  static const std::string newline = [] {
+    const TempDir dir;
+    const std::string probe = dir.file("probe");
+    auto file = platform::File::open(probe.c_str(), "w");
+    file->write("\n", 1);
+    file->close();
+    return readFile(probe);
+  }();
+  std::string result;
+  for (char c : text) result += c == '\n' ? newline : std::string(1, c);
+  return result;
+}
+
 class IniFileTest : public ::testing::Test {
  protected:
   // Writes `text` as the test's file and loads it into `m_ini`.
@@ -56,7 +71,7 @@ TEST_F(IniFileTest, KeyLineRules) {
   EXPECT_EQ(value("s", "h"), "x=y");
   EXPECT_EQ(value("s", "i"), "a") << "a NUL byte ends the line's text";
   EXPECT_EQ(m_ini.Section("s")->keys.count(), 8u) << "=4 and the line without = are ignored";
-  EXPECT_EQ(saved(), "[s]\na = 1\nb = 2\nc =  3\ne = \nf\t = \t6\ng = 7\nh = x=y\ni = a\n\n");
+  EXPECT_EQ(saved(), textFile("[s]\na = 1\nb = 2\nc =  3\ne = \nf\t = \t6\ng = 7\nh = x=y\ni = a\n\n"));
 }
 
 TEST_F(IniFileTest, SectionHeaderRules) {
@@ -75,10 +90,9 @@ TEST_F(IniFileTest, SectionHeaderRules) {
 TEST_F(IniFileTest, CommentsMoveBehindHeadersOnSave) {
   load("; head\n# two\n\n[One]\na=1\n  ; inside one\nb = 2\n[two]\n; before keys\nc  =  3\n; trailing\n");
   EXPECT_EQ(m_ini.headComment(), "; head\n# two\n");
-  EXPECT_EQ(saved(),
-            "; head\n# two\n\n"
-            "[One]\n  ; inside one\n\na = 1\nb = 2\n\n"
-            "[two]\nc  =  3\n\n");
+  EXPECT_EQ(saved(), textFile("; head\n# two\n\n"
+                              "[One]\n  ; inside one\n\na = 1\nb = 2\n\n"
+                              "[two]\nc  =  3\n\n"));
 }
 
 TEST_F(IniFileTest, NamesAgreeOnTheirFirst64Characters) {
@@ -100,7 +114,7 @@ TEST_F(IniFileTest, KeyTablesGrowAndLaterSectionsStartLarger) {
   load(text + "[next]\nz=1\n");
   EXPECT_EQ(m_ini.Section("big")->keys.bucketCount(), 19u);
   EXPECT_EQ(m_ini.Section("next")->keys.bucketCount(), 19u) << "the hint follows the largest section so far";
-  EXPECT_EQ(saved(), expected + "\n[next]\nz = 1\n\n");
+  EXPECT_EQ(saved(), textFile(expected + "\n[next]\nz = 1\n\n"));
 }
 
 TEST_F(IniFileTest, LongLinesArriveInPieces) {
@@ -129,12 +143,12 @@ TEST_F(IniFileTest, SetValueMovesTheKeyAndSaveWritesOnlyWhenChanged) {
   writeFile(m_file, "changed behind our back");
   EXPECT_EQ(m_ini.Save(nullptr), 0);
   EXPECT_EQ(readFile(m_file), "changed behind our back") << "a clean document writes nothing";
-  EXPECT_EQ(saved(), "[s]\na = 1\nb = 2\n\n") << "another path is always written";
+  EXPECT_EQ(saved(), textFile("[s]\na = 1\nb = 2\n\n")) << "another path is always written";
 
   EXPECT_EQ(m_ini.SetValue("S", "A", "9"), 0);
   EXPECT_EQ(m_ini.SetValue("new", "k", nullptr), 0);
   EXPECT_EQ(m_ini.Save(m_file.c_str()), 0);
-  EXPECT_EQ(readFile(m_file), "[s]\nb = 2\nA = 9\n\n[new]\nk = \n\n");
+  EXPECT_EQ(readFile(m_file), textFile("[s]\nb = 2\nA = 9\n\n[new]\nk = \n\n"));
   writeFile(m_file, "untouched");
   EXPECT_EQ(m_ini.Save(nullptr), 0);
   EXPECT_EQ(readFile(m_file), "untouched") << "a save clears the change mark";
