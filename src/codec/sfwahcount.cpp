@@ -1,6 +1,5 @@
 #include "codec/sfwahcount.h"
 
-
 #include "codec/sfwahbytes.h"
 #include "codec/sfwahvector.h"
 #include "frame/exception.h"

@@ -235,5 +235,4 @@ void SFWAHEncoder::finish() {
   m_activeBits = 0;
 }
 
-
 }  // namespace quern

@@ -10,7 +10,6 @@ namespace quern {
 
 using namespace sfwah;
 
-
 SFWAHTop::SFWAHTop(SFWAHVector* bits, uint32_t nTop) : m_bits(bits), m_n(nTop) {
   if (bits == nullptr) QRN_RAISE(2, "invalid param(bits)");
   if (nTop == 0) QRN_RAISE(2, "invalid param(nTop)");
