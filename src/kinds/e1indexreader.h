@@ -1,0 +1,70 @@
+// E1IndexReader: the reader of an equality field's file (layout in
+// e1indexer.h). Search mode keeps the term table in memory and loads one
+// posting list per lookup; scan mode (`beginScan`/`nextTerm`, for merges)
+// walks the terms and their lists in file order holding only the current
+// term. One thread at a time.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "index/fieldindex.h"
+#include "storage/inputdesc.h"
+
+namespace quern {
+
+class E1IndexReader : public FieldIndexReader {
+ public:
+  // Opens `path` and loads its term table. A wrong checksum raises level 2
+  // "open %s fail, meta checksum incorrect"; any failure arrives wrapped in
+  // "construct E1IndexReader fail, %s".
+  explicit E1IndexReader(const char* path);
+  ~E1IndexReader() override;
+  E1IndexReader(const E1IndexReader&) = delete;
+  E1IndexReader& operator=(const E1IndexReader&) = delete;
+
+  // A new vector with a private cache, or null when `data` is no term.
+  // Needs the reader open (not closed, not scanning).
+  std::unique_ptr<SFWAHVector> search(const void* data, uint32_t size) override;
+  // Drops both descriptors and the term table; the record counts stay.
+  void close() override;
+
+  // The sorted terms of the loaded table.
+  uint32_t termCount() const { return static_cast<uint32_t>(m_terms.size()); }
+  std::string term(uint32_t index) const;
+
+  // Reopens the file and stands on its first term row; the term table stays
+  // empty during a scan.
+  void beginScan();
+  // The next term in file order and its posting list, owned by the caller.
+  // Only while `scanCursor() < scanTermCount()`.
+  std::unique_ptr<SFWAHVector> nextTerm(std::string& term);
+  uint32_t scanCursor() const { return m_scanCursor; }
+  uint32_t scanTermCount() const { return m_scanTermCount; }
+  // Records of each segment, from the file's term table header.
+  const std::vector<uint32_t>& recordCounts() const { return m_recordCounts; }
+
+ private:
+  // Opens `m_input`, tests the closing block and reads the table header;
+  // returns the term count.
+  uint32_t openTable();
+  // Reads one term row from `m_input` into `term`; returns its list offset.
+  uint64_t readRow(std::string& term);
+  std::unique_ptr<SFWAHVector> loadList(CInputDesc& input, uint64_t offset);
+
+  std::string m_path;
+  std::unique_ptr<CInputDesc> m_input;
+  std::unordered_map<std::string_view, uint64_t> m_termTable;  // views into m_terms
+  std::vector<std::string> m_terms;
+  std::vector<uint32_t> m_recordCounts;
+  uint32_t m_scanTermCount = 0;
+  std::unique_ptr<CInputDesc> m_scanInput;
+  uint32_t m_scanCursor = 0;
+  int64_t m_tableOffset = 0;  // M: posting lists lie below it
+};
+
+}  // namespace quern
