@@ -1,0 +1,82 @@
+#include "frame/directories.h"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <string>
+
+#include "platform/platform.h"
+#include "support/tempdir.h"
+
+namespace quern {
+namespace {
+
+using test::readFile;
+using test::TempDir;
+using test::writeFile;
+
+bool isDir(const std::string& path) {
+  bool directory = false;
+  return platform::isDirectory(path.c_str(), directory) && directory;
+}
+
+std::string raisedText(const std::function<void()>& body) {
+  try {
+    body();
+  } catch (const std::runtime_error& failure) {
+    return failure.what();
+  }
+  return "";
+}
+
+TEST(Directories, MakeDirectoriesCreatesEveryMissingLevel) {
+  TempDir dir;
+  EXPECT_EQ(MakeDirectories(""), 0);
+  EXPECT_EQ(MakeDirectories(dir.file("a/b//c")), 1) << "an absolute path with a doubled separator";
+  EXPECT_TRUE(isDir(dir.file("a/b/c")));
+  EXPECT_EQ(MakeDirectories(dir.file("a/b/c/")), 1) << "an existing directory is success";
+  writeFile(dir.file("file"), "");
+  EXPECT_EQ(MakeDirectories(dir.file("file/d")), 0) << "a file in the way";
+}
+
+TEST(Directories, MoveFilesTakesPlainFilesAndReplaces) {
+  TempDir dir;
+  MakeDirectories(dir.file("src/keep"));
+  MakeDirectories(dir.file("dst"));
+  writeFile(dir.file("src/x.e1"), "new");
+  writeFile(dir.file("src/keep/y"), "stays");
+  writeFile(dir.file("dst/x.e1"), "old");
+  MoveFiles(dir.file("src"), dir.file("dst"));
+  EXPECT_EQ(readFile(dir.file("dst/x.e1")), "new");
+  EXPECT_FALSE(platform::fileExists(dir.file("src/x.e1").c_str()));
+  EXPECT_EQ(readFile(dir.file("src/keep/y")), "stays") << "subdirectories are not moved";
+
+  EXPECT_NE(raisedText([] { MoveFiles("", "x"); }).find(",invalid directory , x"), std::string::npos);
+  const std::string text = raisedText([&] { MoveFiles(dir.file("none"), dir.file("dst")); });
+  EXPECT_NE(text.find("move files " + dir.file("none") + "/ to " + dir.file("dst") +
+                      "/ fail, last error: failed to opendir: "),
+            std::string::npos)
+      << text;
+}
+
+TEST(Directories, RemoveDirectoryTakesTheWholeTree) {
+  TempDir dir;
+  MakeDirectories(dir.file("r/s/t"));
+  writeFile(dir.file("r/f"), "");
+  writeFile(dir.file("r/s/t/g"), "");
+  RemoveDirectory(dir.file("r"));
+  EXPECT_FALSE(platform::fileExists(dir.file("r").c_str()));
+  EXPECT_TRUE(isDir(dir.path()));
+
+  MakeDirectories(dir.file("long"));
+  const std::string name(260 - dir.file("long/").size(), 'n');
+  writeFile(dir.file("long/" + name), "");
+  const std::string text = raisedText([&] { RemoveDirectory(dir.file("long")); });
+  EXPECT_NE(text.find("remove directory " + dir.file("long/") + " fail, last error: file name too long: " + name),
+            std::string::npos)
+      << text;
+  EXPECT_NE(raisedText([] { RemoveDirectory(""); }).find(",invalid directory "), std::string::npos);
+}
+
+}  // namespace
+}  // namespace quern
