@@ -47,13 +47,14 @@ class IndexWriter {
 
  private:
   void addBlob(const uint8_t* blob);
+  // Destroys the parts in the order store, indexers, value cache, field cache.
+  void release();
 
   const FieldsInfo& m_fields;
   std::string m_directory;
   uint32_t m_recordCount = 0;
   uint32_t m_capacity = 1;
   std::vector<uint8_t*> m_valueBatch;
-  // Destroyed in the reverse order: store, indexers, value cache, field cache.
   std::unique_ptr<CMemCache> m_fieldCache;
   std::unique_ptr<CMemCache> m_valueCache;
   std::vector<std::unique_ptr<FieldIndexer>> m_indexers;

@@ -9,8 +9,10 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -18,6 +20,12 @@
 #include "storage/memcache.h"
 
 namespace quern {
+
+// Hashes strings and views alike, so that a lookup needs no copy.
+struct TermHash {
+  using is_transparent = void;
+  size_t operator()(std::string_view term) const { return std::hash<std::string_view>{}(term); }
+};
 
 class E1Indexer : public FieldIndexer {
  public:
@@ -41,7 +49,7 @@ class E1Indexer : public FieldIndexer {
  private:
   SFWAHVector* newTerm(const void* data, uint32_t size);
 
-  std::unordered_map<std::string, SFWAHVector*> m_termTable;
+  std::unordered_map<std::string, SFWAHVector*, TermHash, std::equal_to<>> m_termTable;
   std::vector<std::unique_ptr<SFWAHVector>> m_vectors;  // in order of first occurrence
   SFWAHVector* m_lastVector = nullptr;
   std::string m_lastValue;

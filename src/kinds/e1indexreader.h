@@ -50,8 +50,9 @@ class E1IndexReader : public FieldIndexReader {
 
  private:
   // Opens `m_input`, tests the closing block and reads the table header;
-  // returns the term count.
-  uint32_t openTable();
+  // returns the term count. `descriptorFailure` is raised when no descriptor
+  // can be made.
+  uint32_t openTable(const char* descriptorFailure);
   // Reads one term row from `m_input` into `term`; returns its list offset.
   uint64_t readRow(std::string& term);
   std::unique_ptr<SFWAHVector> loadList(CInputDesc& input, uint64_t offset);
@@ -65,6 +66,7 @@ class E1IndexReader : public FieldIndexReader {
   std::unique_ptr<CInputDesc> m_scanInput;
   uint32_t m_scanCursor = 0;
   int64_t m_tableOffset = 0;  // M: posting lists lie below it
+  int64_t m_tableLeft = 0;    // table bytes not yet read, beyond the minimum
 };
 
 }  // namespace quern

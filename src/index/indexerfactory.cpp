@@ -1,0 +1,41 @@
+#include "index/indexerfactory.h"
+
+#include "frame/exception.h"
+#include "kinds/e1indexer.h"
+#include "kinds/e1indexreader.h"
+
+namespace quern {
+
+// Range and Ft arrive with their kinds; until then they are refused like
+// any unknown kind, never quietly.
+
+const IndexerFactory& IndexerFactory::instance() {
+  static const IndexerFactory factory;
+  return factory;
+}
+
+std::unique_ptr<FieldIndexer> IndexerFactory::create(IndexerKind kind, CMemCache* cache) const {
+  if (kind == IndexerKind::E1) return std::make_unique<E1Indexer>(cache);
+  QRN_RAISE(1, "invalid indexer %d", static_cast<int>(kind));
+}
+
+const IndexReaderFactory& IndexReaderFactory::instance() {
+  static const IndexReaderFactory factory;
+  return factory;
+}
+
+std::unique_ptr<FieldIndexReader> IndexReaderFactory::create(IndexerKind kind, const std::string& path) const {
+  if (kind == IndexerKind::E1) return std::make_unique<E1IndexReader>(path.c_str());
+  QRN_RAISE(1, "invalid index reader");
+}
+
+const IndexMergerFactory& IndexMergerFactory::instance() {
+  static const IndexMergerFactory factory;
+  return factory;
+}
+
+std::unique_ptr<FieldMerger> IndexMergerFactory::create(IndexerKind, uint32_t) const {
+  QRN_RAISE(1, "invalid index merger");
+}
+
+}  // namespace quern

@@ -1,0 +1,146 @@
+#include "kinds/e1indexreader.h"
+
+#include "frame/exception.h"
+#include "storage/closingblock.h"
+
+namespace quern {
+
+namespace {
+// The smallest term row: length, no byte (damage only), offset.
+constexpr int64_t kMinRowBytes = 12;
+// The smallest table: segment count and term count.
+constexpr int64_t kMinTableBytes = 8;
+}  // namespace
+
+E1IndexReader::E1IndexReader(const char* path) {
+  if (path == nullptr) QRN_RAISE(2, "Invalid param(file)");
+  try {
+    m_path = path;
+    const uint32_t count = openTable("construct CInputDesc fail");
+    m_terms.reserve(count);  // never reallocated: the table holds views into it
+    m_termTable.reserve(count);
+    for (uint32_t row = 0; row < count; ++row) {
+      std::string term;
+      const uint64_t offset = readRow(term);
+      if (!m_terms.empty() && !(m_terms.back() < term)) {
+        QRN_RAISE(2, "open %s fail, term %u is out of order", m_path.c_str(), row);
+      }
+      m_terms.push_back(std::move(term));
+      m_termTable.emplace(m_terms.back(), offset);
+    }
+  } catch (const std::exception& failure) {
+    close();
+    QRN_RAISE(2, "construct E1IndexReader fail, %s", failure.what());
+  } catch (...) {
+    close();
+    QRN_RAISE(2, "construct E1IndexReader fail, other exception");
+  }
+}
+
+E1IndexReader::~E1IndexReader() {
+  try {
+    close();
+  } catch (const std::exception& failure) {
+    QRN_TRACE(0, "destructor E1IndexReader fail, %s", failure.what());
+  } catch (...) {
+    QRN_TRACE(0, "destructor E1IndexReader fail, other exception");
+  }
+}
+
+uint32_t E1IndexReader::openTable(const char* descriptorFailure) {
+  m_input.reset();
+  try {
+    m_input = std::make_unique<CInputDesc>(std::make_unique<CFileInput>(m_path.c_str()));
+  } catch (const std::bad_alloc&) {
+    QRN_RAISE(2, "%s", descriptorFailure);
+  }
+  CFileInput& file = m_input->file();
+  file.seekFromEnd(closing::kSize);
+  int64_t table = 0;
+  if (m_input->readClosingBlock(table) == 0) QRN_RAISE(2, "open %s fail, meta checksum incorrect", m_path.c_str());
+  const int64_t tableEnd = file.size() - closing::kSize;
+  if (table < 0 || table > tableEnd - kMinTableBytes) {
+    QRN_RAISE(2, "open %s fail, table offset %lld is invalid", m_path.c_str(), static_cast<long long>(table));
+  }
+  m_tableOffset = table;
+  file.seek(table);
+  // Counts are checked against the bytes left, so damage never allocates much.
+  m_tableLeft = tableEnd - table - kMinTableBytes;
+  const uint32_t segments = static_cast<uint32_t>(file.readInt());
+  if (segments > m_tableLeft / 4) QRN_RAISE(2, "open %s fail, segment count %u is invalid", m_path.c_str(), segments);
+  m_tableLeft -= int64_t{4} * segments;
+  m_recordCounts.clear();
+  m_recordCounts.reserve(segments);
+  for (uint32_t i = 0; i < segments; ++i) m_recordCounts.push_back(static_cast<uint32_t>(file.readInt()));
+  const uint32_t count = static_cast<uint32_t>(file.readInt());
+  if (count > m_tableLeft / kMinRowBytes) QRN_RAISE(2, "open %s fail, term count %u is invalid", m_path.c_str(), count);
+  return count;
+}
+
+uint64_t E1IndexReader::readRow(std::string& term) {
+  CFileInput& file = m_input->file();
+  if (m_tableLeft < kMinRowBytes) QRN_RAISE(2, "open %s fail, term table is cut short", m_path.c_str());
+  const uint32_t length = static_cast<uint32_t>(file.readInt());
+  m_tableLeft -= kMinRowBytes;
+  if (length > m_tableLeft) QRN_RAISE(2, "open %s fail, term length %u is invalid", m_path.c_str(), length);
+  m_tableLeft -= length;
+  term.resize(length);
+  file.readChars(term.data(), length);
+  const uint64_t offset = static_cast<uint64_t>(file.readInt64());
+  // A posting list lies wholly below the table.
+  if (offset >= static_cast<uint64_t>(m_tableOffset)) {
+    QRN_RAISE(2, "open %s fail, posting offset %llu is invalid", m_path.c_str(),
+              static_cast<unsigned long long>(offset));
+  }
+  return offset;
+}
+
+std::unique_ptr<SFWAHVector> E1IndexReader::loadList(CInputDesc& input, uint64_t offset) {
+  input.file().seek(static_cast<int64_t>(offset));
+  std::unique_ptr<SFWAHVector> vector = BitDecoderFactory::instance().create();
+  vector->chunks()->readFrom(&input);
+  // Operators pair segments one to one; a list that differs would mislead them.
+  const size_t segments = vector->chunks()->segmentWords().size();
+  if (segments != m_recordCounts.size()) {
+    QRN_RAISE(2, "posting list at %llu of %s has %u segments", static_cast<unsigned long long>(offset),
+              m_path.c_str(), static_cast<uint32_t>(segments));
+  }
+  return vector;
+}
+
+std::unique_ptr<SFWAHVector> E1IndexReader::search(const void* data, uint32_t size) {
+  if (data == nullptr || size == 0) QRN_RAISE(2, "invalid data or size(%u)", size);
+  if (!m_input) QRN_RAISE(1, "search on closed reader %s", m_path.c_str());
+  auto found = m_termTable.find(std::string_view(static_cast<const char*>(data), size));
+  if (found == m_termTable.end()) return nullptr;
+  return loadList(*m_input, found->second);
+}
+
+void E1IndexReader::close() {
+  m_input.reset();
+  m_scanInput.reset();
+  m_termTable.clear();
+  m_terms.clear();
+}
+
+std::string E1IndexReader::term(uint32_t index) const {
+  if (index >= m_terms.size()) QRN_RAISE(1, "invalid param(term index (%u))", index);
+  return m_terms[index];
+}
+
+void E1IndexReader::beginScan() {
+  close();
+  m_scanTermCount = openTable("construct E1IndexReader fail");
+  m_scanInput = m_input->clone();
+  m_scanCursor = 0;
+}
+
+std::unique_ptr<SFWAHVector> E1IndexReader::nextTerm(std::string& term) {
+  if (!m_scanInput || m_scanCursor >= m_scanTermCount) QRN_RAISE(1, "no term left to scan in %s", m_path.c_str());
+  const uint64_t offset = readRow(term);
+  std::unique_ptr<SFWAHVector> vector = loadList(*m_scanInput, offset);
+  ++m_scanCursor;
+  return vector;
+}
+
+}  // namespace quern
