@@ -1,0 +1,134 @@
+#include "kinds/e1merge.h"
+
+#include <exception>
+#include <utility>
+
+#include "frame/exception.h"
+#include "frame/suspend.h"
+
+namespace quern {
+
+// ---- E1IndexMergeEntry --------------------------------------------------------
+
+E1IndexMergeEntry::E1IndexMergeEntry(E1IndexReader* reader, uint32_t ordinal) : m_reader(reader), m_ordinal(ordinal) {
+  if (reader == nullptr) QRN_RAISE(2, "Invalid param");
+  reader->beginScan();
+  if (!advance()) QRN_RAISE(1, "no records for e1 index %d", static_cast<int>(ordinal));
+}
+
+bool E1IndexMergeEntry::lessThan(const CEntry* a, const CEntry* b) const {
+  const auto* x = static_cast<const E1IndexMergeEntry*>(a);
+  const auto* y = static_cast<const E1IndexMergeEntry*>(b);
+  if (x == nullptr || y == nullptr) QRN_RAISE(2, "Invalid param");
+  // std::string compares as unsigned bytes, the shorter first on a tie.
+  const int order = x->m_term.compare(y->m_term);
+  return order < 0 || (order == 0 && x->m_ordinal < y->m_ordinal);
+}
+
+bool E1IndexMergeEntry::advance() {
+  if (m_reader->scanCursor() >= m_reader->scanTermCount()) return false;
+  m_vector.reset();
+  m_vector = m_reader->nextTerm(m_term);
+  return true;
+}
+
+void E1IndexMergeEntry::pad(SFWAHVector* merged) const {
+  if (merged == nullptr) QRN_RAISE(2, "Invalid param");
+  for (uint32_t count : m_reader->recordCounts()) {
+    merged->encoder()->appendZeros(count);
+    merged->setLength(merged->length() + count);
+    merged->encoder()->finish();
+    merged->chunks()->closeSegment();
+  }
+}
+
+// ---- E1IndexMerger --------------------------------------------------------------
+
+void E1IndexMerger::add(std::unique_ptr<E1IndexMergeEntry> entry) {
+  const E1IndexMergeEntry* raw = entry.get();
+  // An entry refused by the queue must not stay behind in the list.
+  const auto dropRefused = [&] {
+    if (!m_entries.empty() && m_entries.back().get() == raw) m_entries.pop_back();
+  };
+  try {
+    m_entries.push_back(std::move(entry));
+    put(m_entries.back().get());
+  } catch (const std::exception& failure) {
+    dropRefused();
+    QRN_RAISE(2, "m_merger insert fail, %s", failure.what());
+  } catch (...) {
+    dropRefused();
+    QRN_RAISE(2, "m_merger insert fail, other exception");
+  }
+}
+
+void E1IndexMerger::merge(COutputDesc* output) {
+  if (output == nullptr) QRN_RAISE(2, "invalid param(desc)");
+  const auto sources = static_cast<int64_t>(m_entries.size());
+  std::unique_ptr<SFWAHVector> merged;
+  std::string lastTerm;
+  int64_t lastOrdinal = sources;
+  uint64_t offset = 0;
+  // Terms leave the queue in ascending order, so the rows need no sorting.
+  std::vector<std::pair<std::string, uint64_t>> rows;
+
+  // Pads the sources behind the last one that had the term, then writes it.
+  const auto completeTerm = [&] {
+    for (int64_t o = lastOrdinal + 1; o < sources; ++o) m_entries[static_cast<size_t>(o)]->pad(merged.get());
+    merged->chunks()->writeTo(output);
+    rows.emplace_back(lastTerm, offset);
+    offset += merged->chunks()->imageBytes();
+    merged.reset();
+  };
+
+  Suspender::CheckSuspend();
+  while (CEntry* top = this->top()) {
+    auto* entry = static_cast<E1IndexMergeEntry*>(top);
+    if (merged == nullptr || entry->term() != lastTerm) {
+      if (merged != nullptr) completeTerm();
+      merged = std::make_unique<SFWAHVector>(nullptr);
+      lastOrdinal = -1;
+    }
+    for (int64_t o = lastOrdinal + 1; o < entry->ordinal(); ++o) m_entries[static_cast<size_t>(o)]->pad(merged.get());
+    merged->append(entry->vector());
+    lastTerm = entry->term();
+    lastOrdinal = entry->ordinal();
+    if (entry->advance()) {
+      adjustTop();
+    } else {
+      removeTop();
+    }
+    Suspender::CheckSuspend();
+  }
+  if (merged != nullptr) completeTerm();
+
+  CFileOutput& file = output->file();
+  uint32_t segments = 0;
+  for (const auto& entry : m_entries) segments += static_cast<uint32_t>(entry->recordCounts().size());
+  file.writeInt(static_cast<int32_t>(segments));
+  for (const auto& entry : m_entries) {
+    for (uint32_t count : entry->recordCounts()) file.writeInt(static_cast<int32_t>(count));
+  }
+  file.writeInt(static_cast<int32_t>(rows.size()));
+  for (const auto& [term, at] : rows) {
+    file.writeInt(static_cast<int32_t>(term.size()));
+    file.writeChars(term.data(), static_cast<uint32_t>(term.size()));
+    file.writeInt64(static_cast<int64_t>(at));
+  }
+  output->writeClosingBlock(static_cast<int64_t>(offset));
+}
+
+// ---- E1Merger -----------------------------------------------------------------
+
+E1Merger::E1Merger(uint32_t sourceCount) : m_engine(std::make_unique<E1IndexMerger>(sourceCount)) {}
+
+void E1Merger::insert(FieldIndexReader* reader) {
+  auto* e1 = dynamic_cast<E1IndexReader*>(reader);
+  if (e1 == nullptr) QRN_RAISE(2, "Invalid param");
+  m_engine->add(std::make_unique<E1IndexMergeEntry>(e1, m_nextOrdinal));
+  ++m_nextOrdinal;
+}
+
+void E1Merger::merge(COutputDesc* output) { m_engine->merge(output); }
+
+}  // namespace quern

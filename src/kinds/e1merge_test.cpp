@@ -1,0 +1,140 @@
+#include "kinds/e1merge.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "codec/sfwahtesting.h"
+#include "frame/suspend.h"
+#include "kinds/e1indexer.h"
+#include "support/tempdir.h"
+
+namespace quern {
+namespace {
+
+using test::Bits;
+using test::TempDir;
+
+// Records as their values; one E1 file from them.
+void writeSource(const std::string& path, const std::vector<std::string>& values) {
+  E1Indexer indexer(nullptr);
+  for (const std::string& value : values) indexer.add(value.data(), static_cast<uint32_t>(value.size()));
+  COutputDesc out(std::make_unique<CFileOutput>(path.c_str()));
+  indexer.write(&out);
+}
+
+void mergeFiles(const std::vector<std::string>& sources, const std::string& target) {
+  std::vector<std::unique_ptr<E1IndexReader>> readers;
+  E1Merger merger(static_cast<uint32_t>(sources.size()));
+  for (const std::string& source : sources) {
+    readers.push_back(std::make_unique<E1IndexReader>(source.c_str()));
+    readers.back()->close();
+    merger.insert(readers.back().get());
+  }
+  COutputDesc out(std::make_unique<CFileOutput>(target.c_str()));
+  merger.merge(&out);
+}
+
+// Every segment of a vector, expanded and joined.
+Bits bitsOf(SFWAHVector& vector) {
+  const std::vector<uint32_t> words = test::storedWords(*vector.chunks());
+  Bits bits;
+  size_t at = 0;
+  for (uint32_t count : vector.chunks()->segmentWords()) {
+    const Bits segment = test::referenceDecode(std::vector<uint32_t>(words.begin() + at, words.begin() + at + count));
+    bits.insert(bits.end(), segment.begin(), segment.end());
+    at += count;
+  }
+  return bits;
+}
+
+class E1MergeTest : public ::testing::Test {
+ protected:
+  E1MergeTest() { Suspender::setCurrent(&m_suspender); }
+  ~E1MergeTest() override { Suspender::setCurrent(nullptr); }
+  TempDir m_dir;
+  Suspender m_suspender{1, 1};  // never named a file: never suspends
+};
+
+TEST_F(E1MergeTest, WorkedExampleByteForByte) {
+  writeSource(m_dir.file("s0.e1"), {"A", "B", "A"});
+  writeSource(m_dir.file("s1.e1"), {"B", "B"});
+  mergeFiles({m_dir.file("s0.e1"), m_dir.file("s1.e1")}, m_dir.file("m.e1"));
+  std::string expected;
+  const auto u32 = [&](uint32_t v) { for (int i = 0; i < 4; ++i) expected += static_cast<char>(v >> (8 * i)); };
+  for (uint32_t v : {2u, 2u, 2u, 0xA0000000u, 3u, 0u, 2u, 2u, 2u, 2u, 0x40000000u, 3u, 0xC0000000u, 2u, 2u, 3u, 2u, 2u}) {
+    u32(v);
+  }
+  u32(1);
+  expected += 'A';
+  u32(0), u32(0);
+  u32(1);
+  expected += 'B';
+  u32(0x1C), u32(0);
+  const std::string file = test::readFile(m_dir.file("m.e1"));
+  ASSERT_EQ(file.size(), 98u + 1024u);
+  EXPECT_EQ(file.substr(0, 98), expected);
+
+  E1IndexReader merged(m_dir.file("m.e1").c_str());
+  EXPECT_EQ(merged.recordCounts(), (std::vector<uint32_t>{3, 2}));
+}
+
+// Random sources against a map of term to bits, merged once and merged again
+// with a fresh file: every term's records, and segments that add up.
+TEST_F(E1MergeTest, MergesMatchTheModel) {
+  std::mt19937 random(29);
+  for (int round = 0; round < 6; ++round) {
+    const uint32_t sourceCount = 1 + random() % 5;
+    std::vector<std::string> paths;
+    std::vector<std::string> all;  // every record's value, in merged order
+    for (uint32_t s = 0; s <= sourceCount; ++s) {
+      std::vector<std::string> values(1 + random() % 300);
+      const uint32_t vocabulary = 1 + random() % 12;
+      for (std::string& value : values) {
+        value = std::string(1 + random() % 3, static_cast<char>('a' + random() % vocabulary));
+        if (random() % 10 == 0) value += '\xF0';  // a byte above 0x7F sorts last
+      }
+      paths.push_back(m_dir.file("s" + std::to_string(s) + ".e1"));
+      writeSource(paths.back(), values);
+      all.insert(all.end(), values.begin(), values.end());
+    }
+    // Sources 0..n-1 first, then the result with the extra source n.
+    const std::string last = paths.back();
+    paths.pop_back();
+    mergeFiles(paths, m_dir.file("m1.e1"));
+    mergeFiles({m_dir.file("m1.e1"), last}, m_dir.file("m2.e1"));
+
+    std::map<std::string, Bits> model;
+    for (size_t r = 0; r < all.size(); ++r) {
+      Bits& bits = model[all[r]];
+      bits.resize(all.size(), false);
+      bits[r] = true;
+    }
+    E1IndexReader merged(m_dir.file("m2.e1").c_str());
+    ASSERT_EQ(merged.recordCounts().size(), sourceCount + 1u) << "merged-of-merged keeps its segments";
+    ASSERT_EQ(merged.termCount(), model.size());
+    uint32_t index = 0;
+    for (const auto& [term, bits] : model) {
+      EXPECT_EQ(merged.term(index++), term);
+      auto vector = merged.search(term.data(), static_cast<uint32_t>(term.size()));
+      ASSERT_NE(vector, nullptr);
+      EXPECT_EQ(vector->chunks()->segmentWords().size(), sourceCount + 1u);
+      EXPECT_EQ(bitsOf(*vector), bits) << "term " << term << " round " << round;
+    }
+  }
+}
+
+TEST_F(E1MergeTest, NoSourcesGiveAnEmptyFile) {
+  mergeFiles({}, m_dir.file("none.e1"));
+  const std::string file = test::readFile(m_dir.file("none.e1"));
+  ASSERT_EQ(file.size(), 8u + 1024u);
+  EXPECT_EQ(file.substr(0, 8), std::string(8, '\0'));
+  E1IndexReader empty(m_dir.file("none.e1").c_str());
+  EXPECT_EQ(empty.termCount(), 0u);
+}
+
+}  // namespace
+}  // namespace quern
