@@ -5,6 +5,7 @@
 #include "config/config.h"
 #include "frame/exception.h"
 #include "index/indexerfactory.h"
+#include "intake/collector.h"
 #include "platform/platform.h"
 #include "storage/endian.h"
 
@@ -71,7 +72,10 @@ void IndexWriter::release() {
   m_valueBatch.clear();
   m_valueCache.reset();
   m_fieldCache.reset();
+  m_collector.reset();
 }
+
+void IndexWriter::setCollector(std::unique_ptr<Collector> collector) { m_collector = std::move(collector); }
 
 uint8_t* IndexWriter::newRecord(uint32_t size) {
   if (size > UINT32_MAX - 4) QRN_RAISE(2, "record size(%u) is invalid", size);

@@ -17,6 +17,8 @@
 
 namespace quern {
 
+class Collector;
+
 // Writes `directory` + "index.desc" with the record count and the field
 // names; raises level 2 "save %s failed" when the file cannot be written.
 void writeSummary(const std::string& directory, uint32_t recordCount, const FieldsInfo& fields);
@@ -44,10 +46,14 @@ class IndexWriter {
 
   CDataWriter* store() { return m_store.get(); }
   uint32_t recordCount() const { return m_recordCount; }
+  // The pass's feeder, owned from here on; destroyed after everything else.
+  void setCollector(std::unique_ptr<Collector> collector);
+  Collector* collector() { return m_collector.get(); }
 
  private:
   void addBlob(const uint8_t* blob);
-  // Destroys the parts in the order store, indexers, value cache, field cache.
+  // Destroys the parts in the order store, indexers, value cache, field
+  // cache, collector.
   void release();
 
   const FieldsInfo& m_fields;
@@ -55,6 +61,7 @@ class IndexWriter {
   uint32_t m_recordCount = 0;
   uint32_t m_capacity = 1;
   std::vector<uint8_t*> m_valueBatch;
+  std::unique_ptr<Collector> m_collector;
   std::unique_ptr<CMemCache> m_fieldCache;
   std::unique_ptr<CMemCache> m_valueCache;
   std::vector<std::unique_ptr<FieldIndexer>> m_indexers;

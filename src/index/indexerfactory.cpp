@@ -2,6 +2,7 @@
 
 #include "frame/exception.h"
 #include "kinds/e1indexer.h"
+#include "kinds/e1merge.h"
 #include "kinds/e1indexreader.h"
 
 namespace quern {
@@ -34,7 +35,8 @@ const IndexMergerFactory& IndexMergerFactory::instance() {
   return factory;
 }
 
-std::unique_ptr<FieldMerger> IndexMergerFactory::create(IndexerKind, uint32_t) const {
+std::unique_ptr<FieldMerger> IndexMergerFactory::create(IndexerKind kind, uint32_t sourceCount) const {
+  if (kind == IndexerKind::E1) return std::make_unique<E1Merger>(sourceCount);
   QRN_RAISE(1, "invalid index merger");
 }
 

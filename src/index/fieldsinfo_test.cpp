@@ -1,0 +1,66 @@
+#include "index/fieldsinfo.h"
+
+#include <gtest/gtest.h>
+
+#include "codec/sfwahtesting.h"
+#include "index/indexerfactory.h"
+#include "support/tempdir.h"
+
+namespace quern {
+namespace {
+
+using test::raises;
+
+// A field table over a config.ini of `text`.
+struct Fields {
+  explicit Fields(const std::string& text) {
+    test::writeFile(dir.file("config.ini"), text);
+    config = std::make_unique<GlobalConfig>(dir.file("config.ini").c_str());
+  }
+  FieldsInfo make() const { return FieldsInfo(*config); }
+  test::TempDir dir;
+  std::unique_ptr<GlobalConfig> config;
+};
+
+TEST(FieldsInfo, NamesIdsAndKinds) {
+  Fields fields("[Global]\nindexFields = a,,\tb ,c, a\n[a]\nindexer = e1\n[b]\nindexer = ft\n[c]\nindexer = range\n");
+  const FieldsInfo info = fields.make();
+  ASSERT_EQ(info.fieldCount(), 4u);
+  EXPECT_EQ(info.fieldName(1), "b");
+  EXPECT_EQ(info.fieldName(3), "a");
+  EXPECT_EQ(info.fieldId("a"), 0u);  // a repeated name keeps its first id
+  EXPECT_EQ(info.fieldId("c"), 2u);
+  EXPECT_EQ(info.indexerKind(0), IndexerKind::E1);
+  EXPECT_EQ(static_cast<uint32_t>(info.indexerKind(1)), 2u);
+  EXPECT_EQ(static_cast<uint32_t>(info.indexerKind(2)), 1u);
+  EXPECT_EQ(info.fileName(1), "b.ft");
+  EXPECT_TRUE(raises([&] { info.fieldName(4); }, 1, "invalid param(field id (4))"));
+  EXPECT_TRUE(raises([&] { info.indexerKind(4); }, 1, "invalid param(field id (4))"));
+  EXPECT_TRUE(raises([&] { info.fieldId("A"); }, 1, "can not find field(A)"));
+}
+
+TEST(FieldsInfo, BadTablesAreRefused) {
+  EXPECT_TRUE(raises([] { Fields("[Global]\nindexFields = ,,\n").make(); }, 2, "index fields is (null)"));
+  EXPECT_TRUE(raises([] { Fields("[x]\nindexer = e1\n").make(); }, 2, "index fields is (null)"));
+  // The number is the field's position, whatever the word.
+  EXPECT_TRUE(raises([] { Fields("[Global]\nindexFields = a,b\n[a]\nindexer = e1\n").make(); }, 2,
+                     "indexer 1 is invalid"));
+  EXPECT_TRUE(raises([] { Fields("[Global]\nindexFields = a\n[a]\nindexer = E1\n").make(); }, 2,
+                     "indexer 0 is invalid"));
+}
+
+TEST(IndexerFactories, KindsThatCannotBeMadeAreRefused) {
+  const auto three = static_cast<IndexerKind>(3);
+  for (IndexerKind kind : {IndexerKind::Range, IndexerKind::Ft, three}) {
+    const int code = static_cast<int>(kind);
+    EXPECT_TRUE(raises([&] { IndexerFactory::instance().create(kind, nullptr); }, 1,
+                       "invalid indexer " + std::to_string(code)));
+    EXPECT_TRUE(raises([&] { IndexReaderFactory::instance().create(kind, "x"); }, 1, "invalid index reader"));
+    EXPECT_TRUE(raises([&] { IndexMergerFactory::instance().create(kind, 1); }, 1, "invalid index merger"));
+  }
+  EXPECT_NE(IndexerFactory::instance().create(IndexerKind::E1, nullptr), nullptr);
+  EXPECT_NE(IndexMergerFactory::instance().create(IndexerKind::E1, 2), nullptr);
+}
+
+}  // namespace
+}  // namespace quern
