@@ -7,6 +7,7 @@
 #include "crashkeep.h"
 #include "frame/exception.h"
 #include "frame/exportguard.h"
+#include "frame/indexrun.h"
 #include "intake/qvlogreader.h"
 #include "platform/platform.h"
 
@@ -33,6 +34,19 @@ extern "C" int qrn_indexer_init(const char* logPath, int logOption) {
     return -1;
   }
   return 0;
+}
+
+extern "C" int qrn_indexer_run(int argc, char** argv) {
+  return guardExport(-1, [&] {
+    if (argc < 3 || argv == nullptr || argv[1] == nullptr || argv[2] == nullptr) return 0;
+    const std::string mode = argv[1];
+    if (mode == "-i") {
+      RunIndex(argv[2]);
+    } else if (mode == "-m") {
+      RunMerge(argv[2]);
+    }
+    return 0;
+  });
 }
 
 extern "C" const char* qrn_indexer_error(void) { return errorText(); }
