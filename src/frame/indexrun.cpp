@@ -32,8 +32,8 @@ void RunIndex(const char* configPath, const FieldsInfo& fields) {
   for (;;) {
     {
       IndexWriter writer(dir, fields, config.cacheValueSize());
-      Collector collector(&writer, config.inPath());
-      position = collector.Collect(position, end);
+      writer.setCollector(std::make_unique<Collector>(&writer, config.inPath()));
+      position = writer.collector()->Collect(position, end);
       writer.flush();
       writer.finish();
     }
