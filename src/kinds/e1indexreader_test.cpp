@@ -66,8 +66,8 @@ TEST(E1IndexReader, SearchAndScanAgreeWithModel) {
   TempDir dir;
   const std::string path = dir.file("f.e1");
   std::mt19937 random(61);
-  for (int round = 0; round < 25; ++round) {
-    const std::vector<std::string> values = randomValues(random, 1 + random() % 3000);
+  for (int round = 0; round < 20; ++round) {
+    const std::vector<std::string> values = randomValues(random, 1 + random() % 600);
     const Model model = modelOf(values);
     writeIndex(values, path);
     E1IndexReader reader(path.c_str());
