@@ -95,6 +95,19 @@ inline Bits referenceDecode(const std::vector<uint32_t>& words) {
   return bits;
 }
 
+// Every segment of a vector, expanded by the reference decoder and joined.
+inline Bits bitsOf(SFWAHVector& vector) {
+  const std::vector<uint32_t> words = storedWords(*vector.chunks());
+  Bits bits;
+  size_t at = 0;
+  for (uint32_t count : vector.chunks()->segmentWords()) {
+    const Bits segment = referenceDecode(std::vector<uint32_t>(words.begin() + at, words.begin() + at + count));
+    bits.insert(bits.end(), segment.begin(), segment.end());
+    at += count;
+  }
+  return bits;
+}
+
 // Bits of one of several shapes, drawn by `random`: empty of ones, full,
 // sparse, dense, long runs, single-byte groups between zero fills of 1 to
 // 300 groups, or stretches mixing all of these.

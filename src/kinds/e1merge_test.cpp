@@ -38,19 +38,6 @@ void mergeFiles(const std::vector<std::string>& sources, const std::string& targ
   merger.merge(&out);
 }
 
-// Every segment of a vector, expanded and joined.
-Bits bitsOf(SFWAHVector& vector) {
-  const std::vector<uint32_t> words = test::storedWords(*vector.chunks());
-  Bits bits;
-  size_t at = 0;
-  for (uint32_t count : vector.chunks()->segmentWords()) {
-    const Bits segment = test::referenceDecode(std::vector<uint32_t>(words.begin() + at, words.begin() + at + count));
-    bits.insert(bits.end(), segment.begin(), segment.end());
-    at += count;
-  }
-  return bits;
-}
-
 class E1MergeTest : public ::testing::Test {
  protected:
   E1MergeTest() { Suspender::setCurrent(&m_suspender); }
@@ -122,7 +109,7 @@ TEST_F(E1MergeTest, MergesMatchTheModel) {
       auto vector = merged.search(term.data(), static_cast<uint32_t>(term.size()));
       ASSERT_NE(vector, nullptr);
       EXPECT_EQ(vector->chunks()->segmentWords().size(), sourceCount + 1u);
-      EXPECT_EQ(bitsOf(*vector), bits) << "term " << term << " round " << round;
+      EXPECT_EQ(test::bitsOf(*vector), bits) << "term " << term << " round " << round;
     }
   }
 }

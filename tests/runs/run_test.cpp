@@ -39,18 +39,6 @@ std::string allE1Config() {
   return config;
 }
 
-Bits bitsOf(SFWAHVector& vector) {
-  const std::vector<uint32_t> words = test::storedWords(*vector.chunks());
-  Bits bits;
-  size_t at = 0;
-  for (uint32_t count : vector.chunks()->segmentWords()) {
-    const Bits segment = test::referenceDecode(std::vector<uint32_t>(words.begin() + at, words.begin() + at + count));
-    bits.insert(bits.end(), segment.begin(), segment.end());
-    at += count;
-  }
-  return bits;
-}
-
 std::string le64(uint64_t v) {
   std::string bytes(8, '\0');
   storeLE64(reinterpret_cast<uint8_t*>(bytes.data()), v);
@@ -64,7 +52,7 @@ std::map<std::string, Bits> fieldContent(const std::string& dir, const std::stri
   std::map<std::string, Bits> content;
   for (uint32_t i = 0; i < reader.termCount(); ++i) {
     const std::string term = reader.term(i);
-    content[term] = bitsOf(*reader.search(term.data(), static_cast<uint32_t>(term.size())));
+    content[term] = test::bitsOf(*reader.search(term.data(), static_cast<uint32_t>(term.size())));
   }
   return content;
 }
