@@ -143,7 +143,8 @@ bool indexParts(const IndexFlags& flags, const std::vector<Part>& parts, const S
   }
   size_t finished = 0;
   const auto report = [&](size_t k, int code) {
-    std::printf("part %zu/%zu [%llu, %llu) %s after %.1f s\n", ++finished, parts.size(),
+    std::printf("part %u/%u [%llu, %llu) %s after %.1f s\n", static_cast<unsigned>(++finished),
+                static_cast<unsigned>(parts.size()),
                 static_cast<unsigned long long>(parts[k].begin), static_cast<unsigned long long>(parts[k].end),
                 code == 0 ? "indexed" : "FAILED", secondsSince(start));
     std::fflush(stdout);
@@ -188,8 +189,9 @@ int indexByFlags(const IndexFlags& flags, const Self& self) {
     if (!runLibrary("-m", mergeFile)) return 1;
   }
   fs::remove_all(work);
-  std::printf("indexed %s [%llu, %llu) in %zu part%s, %.1f s\n", flags.log.c_str(),
-              static_cast<unsigned long long>(flags.begin), static_cast<unsigned long long>(end), parts.size(),
+  std::printf("indexed %s [%llu, %llu) in %u part%s, %.1f s\n", flags.log.c_str(),
+              static_cast<unsigned long long>(flags.begin), static_cast<unsigned long long>(end),
+              static_cast<unsigned>(parts.size()),
               parts.size() == 1 ? "" : "s", secondsSince(start));
   printSummary(flags.out, summarize(flags.out), false);
   return 0;

@@ -48,8 +48,8 @@ IndexSummary summarize(const std::string& dir) {
 }
 
 void printSummary(const std::string& dir, const IndexSummary& summary, bool files) {
-  std::printf("%s: %llu records in %zu files, %llu bytes\n", dir.c_str(),
-              static_cast<unsigned long long>(summary.records), summary.files.size(),
+  std::printf("%s: %llu records in %u files, %llu bytes\n", dir.c_str(),
+              static_cast<unsigned long long>(summary.records), static_cast<unsigned>(summary.files.size()),
               static_cast<unsigned long long>(summary.bytes));
   if (!files) return;
   for (const auto& [name, size] : summary.files) {
