@@ -37,6 +37,8 @@ void RunIndex(const char* configPath, const FieldsInfo& fields) {
       writer.flush();
       writer.finish();
     }
+    // The next pass measures its own growth, not this one's freed pages.
+    platform::releaseFreeMemory();
     if (position >= end) break;
     NewPassDirectory(dir, pass++, passes);
   }

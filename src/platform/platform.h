@@ -83,6 +83,9 @@ const char* pathSeparators();
 // Memory the process holds privately, in bytes: PagefileUsage on Windows,
 // RssAnon on Linux. False when the system will not tell.
 bool processMemory(uint64_t& bytes);
+// Hands the heap's free pages back to the system, so that `processMemory`
+// measures what is in use rather than what a finished pass left behind.
+void releaseFreeMemory();
 // Allows at least `count` files open at once.
 bool raiseOpenFileLimit(int count);
 // Seconds since the Unix epoch.

@@ -1,5 +1,6 @@
 // POSIX implementation of the platform layer.
 #include <dirent.h>
+#include <malloc.h>
 #include <pthread.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -97,6 +98,12 @@ bool processMemory(uint64_t& bytes) {
   }
   errno = ENOENT;
   return false;
+}
+
+void releaseFreeMemory() {
+#ifdef __GLIBC__
+  malloc_trim(0);
+#endif
 }
 
 bool raiseOpenFileLimit(int count) {

@@ -2,6 +2,7 @@
 #include <windows.h>
 #include <psapi.h>
 #include <io.h>
+#include <malloc.h>
 #include <sys/stat.h>
 #include <sys/utime.h>
 
@@ -102,6 +103,8 @@ bool processMemory(uint64_t& bytes) {
   bytes = counters.PagefileUsage;
   return true;
 }
+
+void releaseFreeMemory() { _heapmin(); }
 
 bool raiseOpenFileLimit(int count) { return _setmaxstdio(count) != -1; }
 
