@@ -19,22 +19,8 @@ namespace {
 
 using test::readFile;
 using test::TempDir;
+using test::textFile;
 using test::writeFile;
-
-// What a text-mode file holds for "\n" here: "\r\n" on Windows.
-std::string textFile(const std::string& text) {
-  static const std::string newline = [] {
-    const TempDir dir;
-    const std::string probe = dir.file("probe");
-    auto file = platform::File::open(probe.c_str(), "w");
-    file->write("\n", 1);
-    file->close();
-    return readFile(probe);
-  }();
-  std::string result;
-  for (char c : text) result += c == '\n' ? newline : std::string(1, c);
-  return result;
-}
 
 class IniFileTest : public ::testing::Test {
  protected:

@@ -156,7 +156,7 @@ TEST(IndexSet, EmptyRunWritesCompleteDirectory) {
   ASSERT_TRUE(platform::listDirectory(setup.out.c_str(), names));
   EXPECT_EQ(names.size(), 5u);
   EXPECT_EQ(test::readFile(setup.out + "index.desc"),
-            "[Record]\nCount = 0\n\n[Field]\nCount = 3\nf0 = run\nf1 = few\nf2 = rare\n\n");
+            test::textFile("[Record]\nCount = 0\n\n[Field]\nCount = 3\nf0 = run\nf1 = few\nf2 = rare\n\n"));
   EXPECT_EQ(test::readFile(setup.out + "rare.e1").size(), 12u + closing::kSize);
   EXPECT_EQ(test::readFile(setup.out + "store.di").size(), 4u + closing::kSize);
   IndexReader reader(setup.out, *setup.fields);

@@ -49,7 +49,7 @@ struct Content {
 
 class CliTest : public ::testing::Test {
  protected:
-  CliTest() : m_home(fs::current_path()) {
+  CliTest() : m_home(fs::current_path()), m_cli((m_home / QUERN_CLI).make_preferred().string()) {
     qvloggen::Options options;
     options.seed = 3;
     options.blocks = 9;
@@ -69,7 +69,7 @@ class CliTest : public ::testing::Test {
 
   // Runs the program; true when it exited with 0. Its output lands in m_output.
   bool quern(const std::string& args) {
-    const int code = std::system(("\"" QUERN_CLI "\" " + args + " > output.txt 2>&1").c_str());
+    const int code = std::system(("\"" + m_cli + "\" " + args + " > output.txt 2>&1").c_str());
     m_output = readFile("output.txt");
     return code == 0;
   }
@@ -92,6 +92,7 @@ class CliTest : public ::testing::Test {
 
   test::TempDir m_dir;
   fs::path m_home;
+  std::string m_cli;  // the program, found from the build directory the tests start in
   qvloggen::Summary m_summary;
   std::unique_ptr<GlobalConfig> m_config;
   std::unique_ptr<FieldsInfo> m_fields;

@@ -45,4 +45,16 @@ void writeFile(const std::string& path, const std::string& bytes) {
   if (!out) throw std::runtime_error("cannot write " + path);
 }
 
+std::string textFile(const std::string& text) {
+  static const std::string newline = [] {
+    const TempDir dir;
+    const std::string probe = dir.file("probe");
+    std::ofstream(probe) << '\n';
+    return readFile(probe);
+  }();
+  std::string result;
+  for (char c : text) result += c == '\n' ? newline : std::string(1, c);
+  return result;
+}
+
 }  // namespace quern::test

@@ -23,5 +23,7 @@ class TempDir {
 // Whole-file helpers for tests.
 std::string readFile(const std::string& path);
 void writeFile(const std::string& path, const std::string& bytes);
+// What a file written in text mode holds for `text`: "\n" is "\r\n" on Windows.
+std::string textFile(const std::string& text);
 
 }  // namespace quern::test
