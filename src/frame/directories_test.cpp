@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include <stdexcept>
 #include <string>
 
@@ -64,9 +66,15 @@ TEST(Directories, RemoveDirectoryTakesTheWholeTree) {
   MakeDirectories(dir.file("r/s/t"));
   writeFile(dir.file("r/f"), "");
   writeFile(dir.file("r/s/t/g"), "");
+  // A link inside the tree goes, what it points at stays.
+  MakeDirectories(dir.file("outside"));
+  writeFile(dir.file("outside/keep"), "");
+  std::error_code linked;
+  std::filesystem::create_directory_symlink(dir.file("outside"), dir.file("r/s/link"), linked);
   RemoveDirectory(dir.file("r"));
   EXPECT_FALSE(platform::fileExists(dir.file("r").c_str()));
   EXPECT_TRUE(isDir(dir.path()));
+  EXPECT_TRUE(platform::fileExists(dir.file("outside/keep").c_str())) << linked.message();
 
   MakeDirectories(dir.file("long"));
   const std::string name(260 - dir.file("long/").size(), 'n');

@@ -40,7 +40,7 @@ int FileWalker::walkDirectory(void* argument) {
     m_path.resize(base);
     m_path += name;
     bool directory = false;
-    if (!platform::isDirectory(m_path.c_str(), directory)) {
+    if (!platform::isPlainDirectory(m_path.c_str(), directory)) {
       const int err = platform::lastErrno();
       m_lastError =
           formatText("failed to get file attribute: %s (%s)", m_path.c_str(), platform::errorText(err).c_str());

@@ -71,6 +71,9 @@ bool fileExists(const char* path);
 bool modificationTime(const char* path, int64_t& seconds);
 bool setModificationTime(const char* path, int64_t seconds);
 bool isDirectory(const char* path, bool& directory);
+// As `isDirectory`, but a link to a directory counts as none, so that a walk
+// that deletes what it finds never leaves the tree it was given.
+bool isPlainDirectory(const char* path, bool& directory);
 // Names of the entries of a directory without "." and "..", in the system's order.
 bool listDirectory(const char* path, std::vector<std::string>& names);
 bool makeDirectory(const char* path);

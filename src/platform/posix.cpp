@@ -67,6 +67,13 @@ bool isDirectory(const char* path, bool& directory) {
   return true;
 }
 
+bool isPlainDirectory(const char* path, bool& directory) {
+  struct stat info;
+  if (lstat(path, &info) != 0) return false;
+  directory = S_ISDIR(info.st_mode);
+  return true;
+}
+
 bool listDirectory(const char* path, std::vector<std::string>& names) {
   DIR* dir = opendir(path);
   if (dir == nullptr) return false;

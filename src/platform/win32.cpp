@@ -64,6 +64,13 @@ bool isDirectory(const char* path, bool& directory) {
   return true;
 }
 
+bool isPlainDirectory(const char* path, bool& directory) {
+  if (!isDirectory(path, directory)) return false;
+  // Junctions and directory links are reparse points.
+  if (directory && (GetFileAttributesA(path) & FILE_ATTRIBUTE_REPARSE_POINT) != 0) directory = false;
+  return true;
+}
+
 bool listDirectory(const char* path, std::vector<std::string>& names) {
   std::string pattern(path);
   if (!pattern.empty() && pattern.back() != '/' && pattern.back() != '\\') pattern += '/';
