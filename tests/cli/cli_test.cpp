@@ -27,18 +27,6 @@ using test::Bits;
 using test::readFile;
 using test::writeFile;
 
-Bits bitsOf(SFWAHVector& vector) {
-  const std::vector<uint32_t> words = test::storedWords(*vector.chunks());
-  Bits bits;
-  size_t at = 0;
-  for (uint32_t count : vector.chunks()->segmentWords()) {
-    const Bits segment = test::referenceDecode(std::vector<uint32_t>(words.begin() + at, words.begin() + at + count));
-    bits.insert(bits.end(), segment.begin(), segment.end());
-    at += count;
-  }
-  return bits;
-}
-
 // Everything a directory answers: per field every term with its records,
 // and every record's locator.
 struct Content {
@@ -56,11 +44,7 @@ class CliTest : public ::testing::Test {
     options.maxBlock = 48u << 10;
     m_summary = qvloggen::generate(options, m_dir.path());
     fs::current_path(m_dir.path());
-    std::string config = qvloggen::configIni();
-    for (const std::string kind : {"indexer=range", "indexer=ft"}) {
-      for (size_t at; (at = config.find(kind)) != std::string::npos;) config.replace(at, kind.size(), "indexer=e1");
-    }
-    writeFile("config.ini", config);
+    writeFile("config.ini", qvloggen::configIni(true));
     m_config = std::make_unique<GlobalConfig>("config.ini");
     m_fields = std::make_unique<FieldsInfo>(*m_config);
     m_log = fs::path(m_summary.logPath).filename().string();
@@ -83,7 +67,7 @@ class CliTest : public ::testing::Test {
       auto& terms = content.fields[m_fields->fieldName(id)];
       for (uint32_t i = 0; i < field.termCount(); ++i) {
         const std::string term = field.term(i);
-        terms[term] = bitsOf(*field.search(term.data(), static_cast<uint32_t>(term.size())));
+        terms[term] = test::bitsOf(*field.search(term.data(), static_cast<uint32_t>(term.size())));
       }
     }
     for (uint32_t r = 1; r <= reader.recordCount(); ++r) content.locators.push_back(reader.store()->locator(r));

@@ -41,11 +41,7 @@ class MergeSuspendTest : public ::testing::Test {
     options.maxBlock = 32u << 10;
     m_summary = qvloggen::generate(options, m_dir.path());
     fs::current_path(m_dir.path());
-    std::string config = qvloggen::configIni();
-    for (const std::string kind : {"indexer=range", "indexer=ft"}) {
-      for (size_t at; (at = config.find(kind)) != std::string::npos;) config.replace(at, kind.size(), "indexer=e1");
-    }
-    writeFile("config.ini", config);
+    writeFile("config.ini", qvloggen::configIni(true));
     m_config = std::make_unique<GlobalConfig>("config.ini");
     m_fields = std::make_unique<FieldsInfo>(*m_config);
     const uint64_t middle = m_summary.blocks[2].offset;

@@ -31,14 +31,6 @@ using qvloggen::TruthFrame;
 using test::Bits;
 using test::writeFile;
 
-std::string allE1Config() {
-  std::string config = qvloggen::configIni();
-  for (const std::string kind : {"indexer=range", "indexer=ft"}) {
-    for (size_t at; (at = config.find(kind)) != std::string::npos;) config.replace(at, kind.size(), "indexer=e1");
-  }
-  return config;
-}
-
 std::string le64(uint64_t v) {
   std::string bytes(8, '\0');
   storeLE64(reinterpret_cast<uint8_t*>(bytes.data()), v);
@@ -76,7 +68,7 @@ class RunTest : public ::testing::Test {
     m_summary = qvloggen::generate(options, m_dir.path());
     m_truth = qvloggen::readTruth(m_summary.truthPath);
     std::filesystem::current_path(m_dir.path());
-    writeFile("config.ini", allE1Config());
+    writeFile("config.ini", qvloggen::configIni(true));
     m_config = std::make_unique<GlobalConfig>("config.ini");
     m_fields = std::make_unique<FieldsInfo>(*m_config);
     for (const TruthFrame& frame : m_truth.frames) {

@@ -94,16 +94,6 @@ uint64_t truthRecords(const std::string& truthPath) {
   return records;
 }
 
-// The generator's config.ini with every field e1: the range and full-text
-// kinds are not in the library yet.
-void writeAllE1Config(const std::string& path) {
-  std::string config = quern::qvloggen::configIni();
-  for (const std::string kind : {"indexer=range", "indexer=ft"}) {
-    for (size_t at; (at = config.find(kind)) != std::string::npos;) config.replace(at, kind.size(), "indexer=e1");
-  }
-  std::ofstream(path, std::ios::binary) << config;
-}
-
 int demo(const std::vector<std::string>& args, const quern::cli::Self& self) {
   if (args.size() > 1) return usage(stderr);
   const std::string dir = args.empty() ? "quern-demo" : args[0];
@@ -119,7 +109,7 @@ int demo(const std::vector<std::string>& args, const quern::cli::Self& self) {
 
   // The library reads config.ini and groups.ini from the current directory.
   std::filesystem::current_path(dir);
-  writeAllE1Config("config.ini");
+  std::ofstream("config.ini", std::ios::binary) << quern::qvloggen::configIni(true);
   const std::string log = std::filesystem::path(summary.logPath).filename().string();
   std::printf("== 3. indexing %s in two parts, merged into index/\n", log.c_str());
   if (quern::cli::indexVerb({"--in", log, "--out", "index", "--parts", "2"}, self) != 0) return 1;
