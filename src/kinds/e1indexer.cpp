@@ -17,9 +17,8 @@ E1Indexer::E1Indexer(CMemCache* cache) : m_cache(cache) {
 
 E1Indexer::~E1Indexer() {
   try {
-    m_lastVector = nullptr;
     m_vectors.clear();
-    m_termTable.clear();
+    m_postings.clear();
     m_ownedCache.reset();
   } catch (const std::exception& failure) {
     QRN_TRACE(0, "destructor E1Indexer fail, %s", failure.what());
@@ -31,72 +30,113 @@ E1Indexer::~E1Indexer() {
 void E1Indexer::add(const void* data, uint32_t size) {
   if (data == nullptr || size == 0) QRN_RAISE(2, "invalid data or size(%u)", size);
   if (m_written) QRN_RAISE(1, "add after write");
-  SFWAHVector* vector = m_lastVector;
+  const std::string_view value(static_cast<const char*>(data), size);
   // A run of one value costs a comparison per record and no hashing.
-  if (vector == nullptr || size != m_lastValue.size() || std::memcmp(data, m_lastValue.data(), size) != 0) {
-    const std::string_view value(static_cast<const char*>(data), size);
-    auto found = m_termTable.find(value);
-    vector = found != m_termTable.end() ? found->second : newTerm(data, size);
-    m_lastValue.assign(value);
-    m_lastVector = vector;
-    // The gap since this term's last record is paid now, in one call.
-    if (vector->length() < m_recordCount) {
-      vector->encoder()->appendZeros(m_recordCount - vector->length());
-      vector->setLength(m_recordCount);
-    }
+  if (m_lastTerm == kNoTerm || m_terms.term(m_lastTerm) != value) {
+    bool added = false;
+    const uint32_t term = m_terms.findOrAdd(value, added);
+    if (added) m_postings.emplace_back();
+    m_lastTerm = term;
   }
-  vector->encoder()->appendBit(1);
-  vector->setLength(vector->length() + 1);
+  addRecord(m_postings[m_lastTerm], m_recordCount + 1);
   ++m_recordCount;
 }
 
-SFWAHVector* E1Indexer::newTerm(const void* data, uint32_t size) {
-  std::unique_ptr<SFWAHVector> vector = BitEncoderFactory::instance().create(m_cache);
-  if (m_recordCount != 0) {
-    vector->encoder()->appendZeros(m_recordCount);
-    vector->setLength(m_recordCount);
+void E1Indexer::addRecord(Posting& posting, uint32_t id) {
+  if (posting.vector == nullptr) {
+    if (posting.count < kPlainIds) {
+      posting.ids[posting.count++] = id;
+      return;
+    }
+    m_vectors.push_back(bitmapOf(posting, m_cache));
+    posting.vector = m_vectors.back().get();
   }
-  SFWAHVector* raw = vector.get();
-  m_vectors.push_back(std::move(vector));
-  m_termTable.emplace(std::string(static_cast<const char*>(data), size), raw);
-  return raw;
+  setBit(*posting.vector, id);
+}
+
+std::unique_ptr<SFWAHVector> E1Indexer::bitmapOf(const Posting& posting, CMemCache* cache) const {
+  std::unique_ptr<SFWAHVector> vector = BitEncoderFactory::instance().create(cache);
+  for (uint32_t i = 0; i < posting.count; ++i) setBit(*vector, posting.ids[i]);
+  return vector;
+}
+
+void E1Indexer::setBit(SFWAHVector& vector, uint32_t id) {
+  // The gap since the term's last record is paid now, in one call.
+  if (vector.length() + 1 < id) {
+    vector.encoder()->appendZeros(id - 1 - vector.length());
+    vector.setLength(id - 1);
+  }
+  vector.encoder()->appendBit(1);
+  vector.setLength(id);
+}
+
+std::vector<uint32_t> E1Indexer::sortedTerms() const {
+  // The first eight bytes, big-endian and zero-padded, decide most
+  // comparisons without touching the terms.
+  struct Key {
+    uint64_t prefix;
+    uint32_t term;
+  };
+  std::vector<Key> keys(m_terms.size());
+  for (uint32_t term = 0; term < m_terms.size(); ++term) {
+    const std::string_view bytes = m_terms.term(term);
+    uint64_t prefix = 0;
+    for (size_t i = 0; i < 8; ++i) prefix = prefix << 8 | (i < bytes.size() ? static_cast<uint8_t>(bytes[i]) : 0);
+    keys[term] = Key{prefix, term};
+  }
+  // string_view compares as unsigned bytes, a prefix first: the file's order.
+  std::sort(keys.begin(), keys.end(), [this](const Key& a, const Key& b) {
+    if (a.prefix != b.prefix) return a.prefix < b.prefix;
+    return m_terms.term(a.term) < m_terms.term(b.term);
+  });
+  std::vector<uint32_t> order(keys.size());
+  for (size_t i = 0; i < keys.size(); ++i) order[i] = keys[i].term;
+  return order;
 }
 
 void E1Indexer::write(COutputDesc* output) {
   if (output == nullptr) QRN_RAISE(2, "invalid param(desc)");
   if (m_written) QRN_RAISE(1, "write after write");
   m_written = true;
-  for (const std::unique_ptr<SFWAHVector>& vector : m_vectors) {
+
+  const std::vector<uint32_t> order = sortedTerms();
+  // Every posting list ends at the record count, in one segment. Those still
+  // held as ids are encoded one at a time on a scratch cache.
+  CMemCache scratch;
+  std::vector<uint64_t> offsets(order.size());
+  uint64_t tableOffset = 0;
+  for (size_t i = 0; i < order.size(); ++i) {
+    Posting& posting = m_postings[order[i]];
+    std::unique_ptr<SFWAHVector> encoded;
+    SFWAHVector* vector = posting.vector;
+    if (vector == nullptr) {
+      encoded = bitmapOf(posting, &scratch);
+      vector = encoded.get();
+    }
     if (vector->length() < m_recordCount) {
       vector->encoder()->appendZeros(m_recordCount - vector->length());
       vector->setLength(m_recordCount);
     }
     vector->encoder()->finish();
     vector->chunks()->closeSegment();
+    vector->chunks()->writeTo(output);
+    offsets[i] = tableOffset;
+    tableOffset += vector->chunks()->imageBytes();
+    if (encoded) {
+      encoded.reset();
+      scratch.rewind();
+    }
   }
 
-  // std::string compares as unsigned bytes, a prefix first: the file's order.
-  using Term = std::pair<const std::string*, SFWAHVector*>;
-  std::vector<Term> sorted;
-  sorted.reserve(m_termTable.size());
-  for (const auto& [term, vector] : m_termTable) sorted.emplace_back(&term, vector);
-  std::sort(sorted.begin(), sorted.end(), [](const Term& a, const Term& b) { return *a.first < *b.first; });
-
-  uint64_t tableOffset = 0;
-  for (const Term& term : sorted) {
-    term.second->chunks()->writeTo(output);
-    tableOffset += term.second->chunks()->imageBytes();
-  }
   CFileOutput& file = output->file();
   file.writeInt(1);
   file.writeInt(static_cast<int32_t>(m_recordCount));
-  file.writeInt(static_cast<int32_t>(sorted.size()));
-  uint64_t offset = 0;
-  for (const Term& term : sorted) {
-    file.writeInt(static_cast<int32_t>(term.first->size()));
-    file.writeChars(term.first->data(), static_cast<uint32_t>(term.first->size()));
-    file.writeInt64(static_cast<int64_t>(offset));
-    offset += term.second->chunks()->imageBytes();
+  file.writeInt(static_cast<int32_t>(order.size()));
+  for (size_t i = 0; i < order.size(); ++i) {
+    const std::string_view term = m_terms.term(order[i]);
+    file.writeInt(static_cast<int32_t>(term.size()));
+    file.writeChars(term.data(), static_cast<uint32_t>(term.size()));
+    file.writeInt64(static_cast<int64_t>(offsets[i]));
   }
   output->writeClosingBlock(static_cast<int64_t>(tableOffset));
 }

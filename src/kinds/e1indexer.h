@@ -1,6 +1,9 @@
 // E1Indexer: the indexer of an equality field. Every value is one opaque
-// term; each term keeps one bitmap of the records holding it. Nothing is
-// written before `write`, which lays out the file:
+// term; each term keeps the records holding it, its first few as plain ids
+// and from then on as a bitmap, so that the many values of a field that
+// seldom repeat cost no bitmap until `write`, which encodes each posting
+// list the same way either way. Nothing is written before `write`, which
+// lays out the file:
 //   posting lists in ascending term order (vector images, one segment),
 //   at M: u32 segment count 1, u32 record count, u32 term count, then per
 //         term u32 length, the bytes, u64 offset of its posting list,
@@ -13,19 +16,13 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "index/fieldindex.h"
+#include "kinds/e1termtable.h"
 #include "storage/memcache.h"
 
 namespace quern {
-
-// Hashes strings and views alike, so that a lookup needs no copy.
-struct TermHash {
-  using is_transparent = void;
-  size_t operator()(std::string_view term) const { return std::hash<std::string_view>{}(term); }
-};
 
 class E1Indexer : public FieldIndexer {
  public:
@@ -44,15 +41,30 @@ class E1Indexer : public FieldIndexer {
   uint32_t cacheBytes() const override;
 
   uint32_t recordCount() const { return m_recordCount; }
-  uint32_t termCount() const { return static_cast<uint32_t>(m_vectors.size()); }
+  uint32_t termCount() const { return m_terms.size(); }
 
  private:
-  SFWAHVector* newTerm(const void* data, uint32_t size);
+  static constexpr uint32_t kPlainIds = 3;
+  static constexpr uint32_t kNoTerm = 0xFFFFFFFFu;
+  // The records of one term: ids while there are at most kPlainIds of them,
+  // then a bitmap on the cache.
+  struct Posting {
+    SFWAHVector* vector = nullptr;
+    uint32_t count = 0;
+    uint32_t ids[kPlainIds];
+  };
+  void addRecord(Posting& posting, uint32_t id);
+  // A bitmap of the posting's plain ids.
+  std::unique_ptr<SFWAHVector> bitmapOf(const Posting& posting, CMemCache* cache) const;
+  // Sets bit `id` - 1, paying the gap behind the vector's last bit first.
+  static void setBit(SFWAHVector& vector, uint32_t id);
+  // Term numbers in the file's order: unsigned bytes, a prefix first.
+  std::vector<uint32_t> sortedTerms() const;
 
-  std::unordered_map<std::string, SFWAHVector*, TermHash, std::equal_to<>> m_termTable;
-  std::vector<std::unique_ptr<SFWAHVector>> m_vectors;  // in order of first occurrence
-  SFWAHVector* m_lastVector = nullptr;
-  std::string m_lastValue;
+  E1TermTable m_terms;
+  std::vector<Posting> m_postings;  // by term number
+  std::vector<std::unique_ptr<SFWAHVector>> m_vectors;  // the bitmaps of m_postings
+  uint32_t m_lastTerm = kNoTerm;
   std::unique_ptr<CMemCache> m_ownedCache;
   CMemCache* m_cache;
   uint32_t m_recordCount = 0;

@@ -39,6 +39,10 @@ CMemCache::MemChunk& CMemCache::addChunk(uint32_t size) {
 
 void CMemCache::clear() { m_memList.clear(); }
 
+void CMemCache::rewind() {
+  for (const auto& chunk : m_memList) chunk->used = 0;
+}
+
 uint32_t CMemCache::totalBytes() const {
   uint32_t total = 0;
   for (const auto& chunk : m_memList) total += chunk->capacity;

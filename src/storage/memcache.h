@@ -22,6 +22,9 @@ class CMemCache {
   // from the oldest chunk; a new chunk when none has room.
   uint8_t* alloc(uint32_t size);
   void clear();
+  // Makes all the chunks' room free again and keeps the chunks, for a cache
+  // that serves one short-lived object after another.
+  void rewind();
   // Bytes held from the system: the sum of the chunks' capacities.
   uint32_t totalBytes() const;
 

@@ -1,0 +1,61 @@
+#include "kinds/e1termtable.h"
+
+#include <cstring>
+#include <functional>
+
+#include "frame/exception.h"
+
+namespace quern {
+
+E1TermTable::E1TermTable() : m_slots(1024, Slot{0, 0}) {}
+
+uint32_t E1TermTable::hashOf(std::string_view value) {
+  const uint64_t hash = std::hash<std::string_view>{}(value);
+  return static_cast<uint32_t>(hash ^ (hash >> 32));
+}
+
+uint32_t E1TermTable::findOrAdd(std::string_view value, bool& added) {
+  const uint32_t hash = hashOf(value);
+  const size_t mask = m_slots.size() - 1;
+  for (size_t at = hash & mask;; at = (at + 1) & mask) {
+    Slot& slot = m_slots[at];
+    if (slot.number == 0) {
+      if (m_terms.size() >= 0xFFFFFFFEu) QRN_RAISE(2, "too many terms");
+      m_terms.push_back(store(value));
+      slot = Slot{hash, static_cast<uint32_t>(m_terms.size())};
+      if (m_terms.size() * 2 > m_slots.size()) grow();
+      added = true;
+      return static_cast<uint32_t>(m_terms.size() - 1);
+    }
+    if (slot.hash == hash && m_terms[slot.number - 1] == value) {
+      added = false;
+      return slot.number - 1;
+    }
+  }
+}
+
+std::string_view E1TermTable::store(std::string_view value) {
+  if (m_blockSize - m_blockUsed < value.size()) {
+    m_blockSize = value.size() > kBlockBytes ? static_cast<uint32_t>(value.size()) : kBlockBytes;
+    m_blocks.push_back(std::make_unique_for_overwrite<char[]>(m_blockSize));
+    m_blockUsed = 0;
+  }
+  char* bytes = m_blocks.back().get() + m_blockUsed;
+  std::memcpy(bytes, value.data(), value.size());
+  m_blockUsed += static_cast<uint32_t>(value.size());
+  return {bytes, value.size()};
+}
+
+void E1TermTable::grow() {
+  std::vector<Slot> slots(m_slots.size() * 2, Slot{0, 0});
+  const size_t mask = slots.size() - 1;
+  for (const Slot& slot : m_slots) {
+    if (slot.number == 0) continue;
+    size_t at = slot.hash & mask;
+    while (slots[at].number != 0) at = (at + 1) & mask;
+    slots[at] = slot;
+  }
+  m_slots.swap(slots);
+}
+
+}  // namespace quern

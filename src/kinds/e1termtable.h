@@ -1,0 +1,42 @@
+// E1TermTable: the distinct values of an E1 field, numbered in order of first
+// occurrence. Open addressing over slots that keep each term's hash, so that
+// growing moves 8-byte slots and a miss rarely touches a term's bytes; the
+// bytes of all terms live in large blocks, one copy each.
+// One thread at a time.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string_view>
+#include <vector>
+
+namespace quern {
+
+class E1TermTable {
+ public:
+  static constexpr uint32_t kBlockBytes = 1u << 20;
+
+  E1TermTable();
+
+  // The number of `value`, added as the next number when it is new.
+  uint32_t findOrAdd(std::string_view value, bool& added);
+  std::string_view term(uint32_t number) const { return m_terms[number]; }
+  uint32_t size() const { return static_cast<uint32_t>(m_terms.size()); }
+
+ private:
+  struct Slot {
+    uint32_t hash;
+    uint32_t number;  // term number + 1; 0 marks a free slot
+  };
+  static uint32_t hashOf(std::string_view value);
+  std::string_view store(std::string_view value);
+  void grow();
+
+  std::vector<Slot> m_slots;  // a power of two, at most half used
+  std::vector<std::string_view> m_terms;
+  std::vector<std::unique_ptr<char[]>> m_blocks;
+  uint32_t m_blockUsed = 0;
+  uint32_t m_blockSize = 0;
+};
+
+}  // namespace quern
