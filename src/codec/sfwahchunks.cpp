@@ -101,7 +101,9 @@ void SFWAHChunks::readFrom(CInputDesc* desc) {
   m_wordCount = static_cast<uint32_t>(total);
   m_closedWords = m_wordCount;
   m_chunks.clear();
-  m_cache->clear();
+  // The list is one block of known size: a cache of exactly that much.
+  m_ownedCache = std::make_unique<CMemCache>(m_wordCount * 4);
+  m_cache = m_ownedCache.get();
   rewind();
   makeChunk(m_wordCount * 4);
   SFWAHChunk& chunk = m_chunks.back();

@@ -65,6 +65,8 @@ void E1IndexMerger::add(std::unique_ptr<E1IndexMergeEntry> entry) {
 void E1IndexMerger::merge(COutputDesc* output) {
   if (output == nullptr) QRN_RAISE(2, "invalid param(desc)");
   const auto sources = static_cast<int64_t>(m_entries.size());
+  // One term's vector at a time, on a cache that is rewound behind each.
+  CMemCache scratch;
   std::unique_ptr<SFWAHVector> merged;
   std::string lastTerm;
   int64_t lastOrdinal = sources;
@@ -79,6 +81,7 @@ void E1IndexMerger::merge(COutputDesc* output) {
     rows.emplace_back(lastTerm, offset);
     offset += merged->chunks()->imageBytes();
     merged.reset();
+    scratch.rewind();
   };
 
   Suspender::CheckSuspend();
@@ -86,7 +89,7 @@ void E1IndexMerger::merge(COutputDesc* output) {
     auto* entry = static_cast<E1IndexMergeEntry*>(top);
     if (merged == nullptr || entry->term() != lastTerm) {
       if (merged != nullptr) completeTerm();
-      merged = std::make_unique<SFWAHVector>(nullptr);
+      merged = std::make_unique<SFWAHVector>(&scratch);
       lastOrdinal = -1;
     }
     for (int64_t o = lastOrdinal + 1; o < entry->ordinal(); ++o) m_entries[static_cast<size_t>(o)]->pad(merged.get());

@@ -13,7 +13,14 @@ std::unique_ptr<File> File::open(const char* path, const char* mode) {
   if (faults::hit(Op::Open) != Effect::None) return nullptr;
   std::FILE* stream = std::fopen(path, mode);
   if (stream == nullptr) return nullptr;
-  return std::unique_ptr<File>(new File(stream));
+  std::unique_ptr<File> file(new File(stream));
+  // Index files are written in many small pieces: a large buffer saves
+  // system calls. Reads keep the default, since lookups seek.
+  if (mode[0] == 'w' || mode[0] == 'a') {
+    file->m_buffer = std::make_unique_for_overwrite<char[]>(kWriteBuffer);
+    std::setvbuf(stream, file->m_buffer.get(), _IOFBF, kWriteBuffer);
+  }
+  return file;
 }
 
 File::~File() {

@@ -55,8 +55,10 @@ class File {
   bool eof() const;
 
  private:
+  static constexpr size_t kWriteBuffer = 1u << 18;
   explicit File(std::FILE* stream) : m_stream(stream) {}
   std::FILE* m_stream;
+  std::unique_ptr<char[]> m_buffer;  // a write buffer, freed only after the stream is closed
   bool m_injectedError = false;
 };
 

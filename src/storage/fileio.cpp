@@ -42,6 +42,9 @@ void CFileInput::open(const char* path) {
 std::unique_ptr<CFileInput> CFileInput::clone() const { return std::make_unique<CFileInput>(m_path.c_str()); }
 
 void CFileInput::seek(int64_t position) {
+  // A seek drops the read buffer; readers that walk a file in order seek to
+  // where they stand, and keep it.
+  if (position == m_file->tell()) return;
   if (!m_file->seek(position, SEEK_SET)) QRN_RAISE(2, "seek file %s failed %s", m_path.c_str(), systemText().c_str());
 }
 

@@ -23,7 +23,7 @@ uint8_t* CMemCache::alloc(uint32_t size) {
 CMemCache::MemChunk& CMemCache::addChunk(uint32_t size) {
   std::unique_ptr<MemChunk> chunk(new (std::nothrow) MemChunk);
   if (!chunk) QRN_RAISE(2, "alloc chunk failed");
-  const uint32_t capacity = size > kMinChunk ? size : kMinChunk;
+  const uint32_t capacity = size > m_minChunk ? size : m_minChunk;
   chunk->base.reset(new (std::nothrow) uint8_t[capacity]);
   if (!chunk->base) QRN_RAISE(2, "alloc chunk size %u failed", capacity);
   chunk->capacity = capacity;

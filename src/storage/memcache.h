@@ -1,5 +1,5 @@
-// CMemCache: a bump allocator over chunks of at least 1 MiB, freed all at
-// once by `clear`. Blocks are not aligned; word-oriented users copy through
+// CMemCache: a bump allocator over chunks of at least 1 MiB (or of the
+// minimum it was made with), freed all at once by `clear`. Blocks are not aligned; word-oriented users copy through
 // memcpy. One thread at a time.
 #pragma once
 
@@ -13,7 +13,8 @@ class CMemCache {
  public:
   static constexpr uint32_t kMinChunk = 0x100000;
 
-  CMemCache() = default;
+  // `minChunk` below 1 MiB suits a cache that holds one block of known size.
+  explicit CMemCache(uint32_t minChunk = kMinChunk) : m_minChunk(minChunk) {}
   virtual ~CMemCache() = default;
   CMemCache(const CMemCache&) = delete;
   CMemCache& operator=(const CMemCache&) = delete;
@@ -37,6 +38,7 @@ class CMemCache {
   MemChunk& addChunk(uint32_t size);
 
   std::vector<std::unique_ptr<MemChunk>> m_memList;
+  uint32_t m_minChunk;
 };
 
 }  // namespace quern
