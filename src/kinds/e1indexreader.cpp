@@ -17,16 +17,17 @@ E1IndexReader::E1IndexReader(const char* path) {
   try {
     m_path = path;
     const uint32_t count = openTable("construct CInputDesc fail");
-    m_terms.reserve(count);  // never reallocated: the table holds views into it
-    m_termTable.reserve(count);
+    m_terms = std::make_unique<E1TermTable>();
+    m_offsets.reserve(count);
+    std::string term;  // one buffer for every row
     for (uint32_t row = 0; row < count; ++row) {
-      std::string term;
       const uint64_t offset = readRow(term);
-      if (!m_terms.empty() && !(m_terms.back() < term)) {
+      if (row != 0 && !(m_terms->term(row - 1) < term)) {
         QRN_RAISE(2, "open %s fail, term %u is out of order", m_path.c_str(), row);
       }
-      m_terms.push_back(std::move(term));
-      m_termTable.emplace(m_terms.back(), offset);
+      bool added = false;
+      m_terms->findOrAdd(term, added);
+      m_offsets.push_back(offset);
     }
   } catch (const std::exception& failure) {
     close();
@@ -111,21 +112,22 @@ std::unique_ptr<SFWAHVector> E1IndexReader::loadList(CInputDesc& input, uint64_t
 std::unique_ptr<SFWAHVector> E1IndexReader::search(const void* data, uint32_t size) {
   if (data == nullptr || size == 0) QRN_RAISE(2, "invalid data or size(%u)", size);
   if (!m_input) QRN_RAISE(1, "search on closed reader %s", m_path.c_str());
-  auto found = m_termTable.find(std::string_view(static_cast<const char*>(data), size));
-  if (found == m_termTable.end()) return nullptr;
-  return loadList(*m_input, found->second);
+  const uint32_t found = m_terms->find(std::string_view(static_cast<const char*>(data), size));
+  if (found == E1TermTable::kNone) return nullptr;
+  return loadList(*m_input, m_offsets[found]);
 }
 
 void E1IndexReader::close() {
   m_input.reset();
   m_scanInput.reset();
-  m_termTable.clear();
-  m_terms.clear();
+  m_terms.reset();
+  m_offsets.clear();
+  m_offsets.shrink_to_fit();
 }
 
 std::string E1IndexReader::term(uint32_t index) const {
-  if (index >= m_terms.size()) QRN_RAISE(1, "invalid param(term index (%u))", index);
-  return m_terms[index];
+  if (index >= m_offsets.size()) QRN_RAISE(1, "invalid param(term index (%u))", index);
+  return std::string(m_terms->term(index));
 }
 
 void E1IndexReader::beginScan() {

@@ -9,10 +9,10 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "index/fieldindex.h"
+#include "kinds/e1termtable.h"
 #include "storage/inputdesc.h"
 
 namespace quern {
@@ -34,7 +34,7 @@ class E1IndexReader : public FieldIndexReader {
   void close() override;
 
   // The sorted terms of the loaded table.
-  uint32_t termCount() const { return static_cast<uint32_t>(m_terms.size()); }
+  uint32_t termCount() const { return static_cast<uint32_t>(m_offsets.size()); }
   std::string term(uint32_t index) const;
 
   // Reopens the file and stands on its first term row; the term table stays
@@ -59,8 +59,8 @@ class E1IndexReader : public FieldIndexReader {
 
   std::string m_path;
   std::unique_ptr<CInputDesc> m_input;
-  std::unordered_map<std::string_view, uint64_t> m_termTable;  // views into m_terms
-  std::vector<std::string> m_terms;
+  std::unique_ptr<E1TermTable> m_terms;  // numbered in file order
+  std::vector<uint64_t> m_offsets;       // posting list of each term
   std::vector<uint32_t> m_recordCounts;
   uint32_t m_scanTermCount = 0;
   std::unique_ptr<CInputDesc> m_scanInput;

@@ -34,6 +34,16 @@ uint32_t E1TermTable::findOrAdd(std::string_view value, bool& added) {
   }
 }
 
+uint32_t E1TermTable::find(std::string_view value) const {
+  const uint32_t hash = hashOf(value);
+  const size_t mask = m_slots.size() - 1;
+  for (size_t at = hash & mask; m_slots[at].number != 0; at = (at + 1) & mask) {
+    const Slot& slot = m_slots[at];
+    if (slot.hash == hash && m_terms[slot.number - 1] == value) return slot.number - 1;
+  }
+  return kNone;
+}
+
 std::string_view E1TermTable::store(std::string_view value) {
   if (m_blockSize - m_blockUsed < value.size()) {
     m_blockSize = value.size() > kBlockBytes ? static_cast<uint32_t>(value.size()) : kBlockBytes;

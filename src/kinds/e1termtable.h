@@ -1,5 +1,6 @@
 // E1TermTable: the distinct values of an E1 field, numbered in order of first
-// occurrence. Open addressing over slots that keep each term's hash, so that
+// occurrence (the indexer's values as they come, the reader's table in file
+// order). Open addressing over slots that keep each term's hash, so that
 // growing moves 8-byte slots and a miss rarely touches a term's bytes; the
 // bytes of all terms live in large blocks, one copy each.
 // One thread at a time.
@@ -15,11 +16,14 @@ namespace quern {
 class E1TermTable {
  public:
   static constexpr uint32_t kBlockBytes = 1u << 20;
+  static constexpr uint32_t kNone = 0xFFFFFFFFu;
 
   E1TermTable();
 
   // The number of `value`, added as the next number when it is new.
   uint32_t findOrAdd(std::string_view value, bool& added);
+  // The number of `value`, or kNone.
+  uint32_t find(std::string_view value) const;
   std::string_view term(uint32_t number) const { return m_terms[number]; }
   uint32_t size() const { return static_cast<uint32_t>(m_terms.size()); }
 
