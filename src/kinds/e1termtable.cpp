@@ -23,7 +23,7 @@ uint32_t E1TermTable::findOrAdd(std::string_view value, bool& added) {
       if (m_terms.size() >= 0xFFFFFFFEu) QRN_RAISE(2, "too many terms");
       m_terms.push_back(store(value));
       slot = Slot{hash, static_cast<uint32_t>(m_terms.size())};
-      if (m_terms.size() * 2 > m_slots.size()) grow();
+      if (m_terms.size() * 4 > m_slots.size() * 3) grow();
       added = true;
       return static_cast<uint32_t>(m_terms.size() - 1);
     }
