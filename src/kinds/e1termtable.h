@@ -36,7 +36,7 @@ class E1TermTable {
   std::string_view store(std::string_view value);
   void grow();
 
-  std::vector<Slot> m_slots;  // a power of two, at most half used
+  std::vector<Slot> m_slots;  // a power of two, at most three quarters used
   std::vector<std::string_view> m_terms;
   std::vector<std::unique_ptr<char[]>> m_blocks;
   uint32_t m_blockUsed = 0;
