@@ -35,7 +35,7 @@ void E1Indexer::add(const void* data, uint32_t size) {
   if (m_lastTerm == kNoTerm || m_terms.term(m_lastTerm) != value) {
     bool added = false;
     const uint32_t term = m_terms.findOrAdd(value, added);
-    if (added) m_postings.emplace_back();
+    if (added) m_postings.push_back(Posting{});
     m_lastTerm = term;
   }
   addRecord(m_postings[m_lastTerm], m_recordCount + 1);

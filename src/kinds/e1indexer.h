@@ -20,6 +20,7 @@
 
 #include "index/fieldindex.h"
 #include "kinds/e1termtable.h"
+#include "kinds/pagedarray.h"
 #include "storage/memcache.h"
 
 namespace quern {
@@ -62,7 +63,7 @@ class E1Indexer : public FieldIndexer {
   std::vector<uint32_t> sortedTerms() const;
 
   E1TermTable m_terms;
-  std::vector<Posting> m_postings;  // by term number
+  PagedArray<Posting> m_postings;  // by term number
   std::vector<std::unique_ptr<SFWAHVector>> m_vectors;  // the bitmaps of m_postings
   uint32_t m_lastTerm = kNoTerm;
   std::unique_ptr<CMemCache> m_ownedCache;

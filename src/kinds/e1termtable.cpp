@@ -27,7 +27,7 @@ uint32_t E1TermTable::findOrAdd(std::string_view value, bool& added) {
       added = true;
       return static_cast<uint32_t>(m_terms.size() - 1);
     }
-    if (slot.hash == hash && m_terms[slot.number - 1] == value) {
+    if (slot.hash == hash && term(slot.number - 1) == value) {
       added = false;
       return slot.number - 1;
     }
@@ -39,21 +39,24 @@ uint32_t E1TermTable::find(std::string_view value) const {
   const size_t mask = m_slots.size() - 1;
   for (size_t at = hash & mask; m_slots[at].number != 0; at = (at + 1) & mask) {
     const Slot& slot = m_slots[at];
-    if (slot.hash == hash && m_terms[slot.number - 1] == value) return slot.number - 1;
+    if (slot.hash == hash && term(slot.number - 1) == value) return slot.number - 1;
   }
   return kNone;
 }
 
-std::string_view E1TermTable::store(std::string_view value) {
-  if (m_blockSize - m_blockUsed < value.size()) {
-    m_blockSize = value.size() > kBlockBytes ? static_cast<uint32_t>(value.size()) : kBlockBytes;
+const char* E1TermTable::store(std::string_view value) {
+  const uint64_t bytes = sizeof(uint32_t) + value.size();
+  if (m_blockSize - m_blockUsed < bytes) {
+    m_blockSize = bytes > kBlockBytes ? static_cast<uint32_t>(bytes) : kBlockBytes;
     m_blocks.push_back(std::make_unique_for_overwrite<char[]>(m_blockSize));
     m_blockUsed = 0;
   }
-  char* bytes = m_blocks.back().get() + m_blockUsed;
-  std::memcpy(bytes, value.data(), value.size());
-  m_blockUsed += static_cast<uint32_t>(value.size());
-  return {bytes, value.size()};
+  char* stored = m_blocks.back().get() + m_blockUsed;
+  const auto length = static_cast<uint32_t>(value.size());
+  std::memcpy(stored, &length, sizeof length);
+  std::memcpy(stored + sizeof length, value.data(), value.size());
+  m_blockUsed += static_cast<uint32_t>(bytes);
+  return stored;
 }
 
 void E1TermTable::grow() {

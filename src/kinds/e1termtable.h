@@ -2,14 +2,18 @@
 // occurrence (the indexer's values as they come, the reader's table in file
 // order). Open addressing over slots that keep each term's hash, so that
 // growing moves 8-byte slots and a miss rarely touches a term's bytes; the
-// bytes of all terms live in large blocks, one copy each.
+// bytes of all terms live in large blocks, one copy each, behind their
+// length.
 // One thread at a time.
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <string_view>
 #include <vector>
+
+#include "kinds/pagedarray.h"
 
 namespace quern {
 
@@ -24,7 +28,12 @@ class E1TermTable {
   uint32_t findOrAdd(std::string_view value, bool& added);
   // The number of `value`, or kNone.
   uint32_t find(std::string_view value) const;
-  std::string_view term(uint32_t number) const { return m_terms[number]; }
+  std::string_view term(uint32_t number) const {
+    const char* stored = m_terms[number];
+    uint32_t length;
+    std::memcpy(&length, stored, sizeof length);
+    return {stored + sizeof length, length};
+  }
   uint32_t size() const { return static_cast<uint32_t>(m_terms.size()); }
 
  private:
@@ -33,11 +42,12 @@ class E1TermTable {
     uint32_t number;  // term number + 1; 0 marks a free slot
   };
   static uint32_t hashOf(std::string_view value);
-  std::string_view store(std::string_view value);
+  // Copies the length and the bytes into the blocks; where they start.
+  const char* store(std::string_view value);
   void grow();
 
   std::vector<Slot> m_slots;  // a power of two, at most three quarters used
-  std::vector<std::string_view> m_terms;
+  PagedArray<const char*> m_terms;  // each term's length, then its bytes
   std::vector<std::unique_ptr<char[]>> m_blocks;
   uint32_t m_blockUsed = 0;
   uint32_t m_blockSize = 0;
