@@ -32,16 +32,16 @@ size_t File::read(void* buffer, size_t size) {
     m_injectedError = true;
     return 0;
   }
-  return std::fread(buffer, 1, size, m_stream);
+  return stream::readUnlocked(buffer, size, m_stream);
 }
 
 size_t File::write(const void* buffer, size_t size) {
   switch (faults::hit(Op::Write)) {
     case Effect::None:
-      return std::fwrite(buffer, 1, size, m_stream);
+      return stream::writeUnlocked(buffer, size, m_stream);
     case Effect::ShortWrite: {
       const size_t part = size / 2;
-      const size_t written = std::fwrite(buffer, 1, part, m_stream);
+      const size_t written = stream::writeUnlocked(buffer, part, m_stream);
       m_injectedError = true;
       errno = ENOSPC;
       return written;

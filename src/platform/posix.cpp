@@ -36,6 +36,13 @@ int seek64(std::FILE* s, int64_t offset, int whence) { return fseeko(s, static_c
 int64_t tell64(std::FILE* s) { return static_cast<int64_t>(ftello(s)); }
 int syncToDisk(std::FILE* s) { return fsync(fileno(s)); }
 int getcUnlocked(std::FILE* s) { return getc_unlocked(s); }
+#ifdef __GLIBC__
+size_t readUnlocked(void* buffer, size_t size, std::FILE* s) { return fread_unlocked(buffer, 1, size, s); }
+size_t writeUnlocked(const void* buffer, size_t size, std::FILE* s) { return fwrite_unlocked(buffer, 1, size, s); }
+#else
+size_t readUnlocked(void* buffer, size_t size, std::FILE* s) { return std::fread(buffer, 1, size, s); }
+size_t writeUnlocked(const void* buffer, size_t size, std::FILE* s) { return std::fwrite(buffer, 1, size, s); }
+#endif
 }  // namespace stream
 
 bool renameReplace(const char* from, const char* to) {

@@ -29,6 +29,9 @@ int seek64(std::FILE* s, int64_t offset, int whence) { return _fseeki64(s, offse
 int64_t tell64(std::FILE* s) { return _ftelli64(s); }
 int syncToDisk(std::FILE* s) { return _commit(_fileno(s)); }
 int getcUnlocked(std::FILE* s) { return _getc_nolock(s); }
+// The C runtime that mingw links has no unlocked fread or fwrite.
+size_t readUnlocked(void* buffer, size_t size, std::FILE* s) { return std::fread(buffer, 1, size, s); }
+size_t writeUnlocked(const void* buffer, size_t size, std::FILE* s) { return std::fwrite(buffer, 1, size, s); }
 }  // namespace stream
 
 bool renameReplace(const char* from, const char* to) {
