@@ -49,9 +49,11 @@ class E1Indexer : public FieldIndexer {
   static constexpr uint32_t kNoTerm = 0xFFFFFFFFu;
   // The records of one term: ids while there are at most kPlainIds of them,
   // then a bitmap on the cache.
+  // Trivial, so that a fresh page of postings is not written before use;
+  // a new term's posting is value-initialized: no vector, no ids.
   struct Posting {
-    SFWAHVector* vector = nullptr;
-    uint32_t count = 0;
+    SFWAHVector* vector;
+    uint32_t count;
     uint32_t ids[kPlainIds];
   };
   void addRecord(Posting& posting, uint32_t id);

@@ -1,17 +1,22 @@
 // PagedArray: a growing array in fixed pages of 65,536 elements, so that
-// growth never moves what is stored and costs one allocation per page.
+// growth never moves what is stored and costs one allocation per page. A
+// page is left uninitialized until elements are pushed: for a trivial T its
+// memory is not touched before use.
 // For the per-term tables of the E1 kind, which reach tens of millions of
 // entries. One thread at a time.
 #pragma once
 
 #include <cstddef>
 #include <memory>
+#include <type_traits>
 #include <vector>
 
 namespace quern {
 
 template <class T>
 class PagedArray {
+  static_assert(std::is_trivially_default_constructible_v<T>, "pages are left unwritten until used");
+
  public:
   static constexpr size_t kPageBits = 16;
   static constexpr size_t kPageSize = size_t{1} << kPageBits;
