@@ -1,7 +1,6 @@
 #include "kinds/e1indexer.h"
 
 #include <algorithm>
-#include <cstring>
 #include <string_view>
 
 #include "frame/exception.h"

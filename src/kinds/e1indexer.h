@@ -12,10 +12,7 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <memory>
-#include <string>
-#include <string_view>
 #include <vector>
 
 #include "index/fieldindex.h"
