@@ -20,6 +20,12 @@ TEST(MemCache, ChunkSizes) {
   CMemCache large;
   large.alloc(0x100001);
   EXPECT_EQ(large.totalBytes(), 0x100001u);
+
+  CMemCache small(64);
+  small.alloc(100);
+  EXPECT_EQ(small.totalBytes(), 100u) << "a smaller minimum gives a block its own size";
+  small.alloc(10);
+  EXPECT_EQ(small.totalBytes(), 164u);
 }
 
 TEST(MemCache, FirstFitFromTheOldestChunkAndContiguousBlocks) {
@@ -33,6 +39,17 @@ TEST(MemCache, FirstFitFromTheOldestChunkAndContiguousBlocks) {
   EXPECT_EQ(d, b + 100) << "blocks follow each other without alignment";
   uint8_t* zero = cache.alloc(0);
   EXPECT_NE(zero, nullptr);
+  EXPECT_EQ(cache.totalBytes(), 0x200000u);
+}
+
+TEST(MemCache, RewindReusesTheChunksFromTheStart) {
+  CMemCache cache;
+  uint8_t* first = cache.alloc(0x100000 - 8);
+  cache.alloc(100);  // a second chunk
+  cache.rewind();
+  EXPECT_EQ(cache.totalBytes(), 0x200000u);
+  EXPECT_EQ(cache.alloc(0x100000), first) << "the oldest chunk is empty again";
+  cache.alloc(100);  // fits the second chunk: nothing new
   EXPECT_EQ(cache.totalBytes(), 0x200000u);
 }
 
