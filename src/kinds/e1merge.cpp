@@ -1,10 +1,13 @@
 #include "kinds/e1merge.h"
 
+#include <cstring>
 #include <exception>
 #include <utility>
 
 #include "frame/exception.h"
 #include "frame/suspend.h"
+#include "storage/bytearena.h"
+#include "storage/endian.h"
 
 namespace quern {
 
@@ -71,14 +74,20 @@ void E1IndexMerger::merge(COutputDesc* output) {
   std::string lastTerm;
   int64_t lastOrdinal = sources;
   uint64_t offset = 0;
-  // Terms leave the queue in ascending order, so the rows need no sorting.
-  std::vector<std::pair<std::string, uint64_t>> rows;
+  // Terms leave the queue in ascending order, so the rows need no sorting:
+  // they are kept as the term table's image.
+  ByteArena rows;
+  uint32_t rowCount = 0;
 
   // Pads the sources behind the last one that had the term, then writes it.
   const auto completeTerm = [&] {
     for (int64_t o = lastOrdinal + 1; o < sources; ++o) m_entries[static_cast<size_t>(o)]->pad(merged.get());
     merged->chunks()->writeTo(output);
-    rows.emplace_back(lastTerm, offset);
+    char* row = rows.append(sizeof(uint32_t) + lastTerm.size() + sizeof(uint64_t));
+    storeLE32(row, static_cast<uint32_t>(lastTerm.size()));
+    std::memcpy(row + sizeof(uint32_t), lastTerm.data(), lastTerm.size());
+    storeLE64(row + sizeof(uint32_t) + lastTerm.size(), offset);
+    ++rowCount;
     offset += merged->chunks()->imageBytes();
     merged.reset();
     scratch.rewind();
@@ -112,12 +121,8 @@ void E1IndexMerger::merge(COutputDesc* output) {
   for (const auto& entry : m_entries) {
     for (uint32_t count : entry->recordCounts()) file.writeInt(static_cast<int32_t>(count));
   }
-  file.writeInt(static_cast<int32_t>(rows.size()));
-  for (const auto& [term, at] : rows) {
-    file.writeInt(static_cast<int32_t>(term.size()));
-    file.writeChars(term.data(), static_cast<uint32_t>(term.size()));
-    file.writeInt64(static_cast<int64_t>(at));
-  }
+  file.writeInt(static_cast<int32_t>(rowCount));
+  rows.writeTo(file);
   output->writeClosingBlock(static_cast<int64_t>(offset));
 }
 

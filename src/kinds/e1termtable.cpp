@@ -7,7 +7,7 @@
 
 namespace quern {
 
-E1TermTable::E1TermTable() : m_slots(1024, Slot{0, 0}) {}
+E1TermTable::E1TermTable() : m_slots(1024) {}
 
 uint32_t E1TermTable::hashOf(std::string_view value) {
   const uint64_t hash = std::hash<std::string_view>{}(value);
@@ -45,24 +45,18 @@ uint32_t E1TermTable::find(std::string_view value) const {
 }
 
 const char* E1TermTable::store(std::string_view value) {
-  const uint64_t bytes = sizeof(uint32_t) + value.size();
-  if (m_blockSize - m_blockUsed < bytes) {
-    m_blockSize = bytes > kBlockBytes ? static_cast<uint32_t>(bytes) : kBlockBytes;
-    m_blocks.push_back(std::make_unique_for_overwrite<char[]>(m_blockSize));
-    m_blockUsed = 0;
-  }
-  char* stored = m_blocks.back().get() + m_blockUsed;
+  char* stored = m_bytes.append(sizeof(uint32_t) + value.size());
   const auto length = static_cast<uint32_t>(value.size());
   std::memcpy(stored, &length, sizeof length);
   std::memcpy(stored + sizeof length, value.data(), value.size());
-  m_blockUsed += static_cast<uint32_t>(bytes);
   return stored;
 }
 
 void E1TermTable::grow() {
-  std::vector<Slot> slots(m_slots.size() * 2, Slot{0, 0});
+  ZeroedArray<Slot> slots(m_slots.size() * 2);
   const size_t mask = slots.size() - 1;
-  for (const Slot& slot : m_slots) {
+  for (size_t i = 0; i < m_slots.size(); ++i) {
+    const Slot& slot = m_slots[i];
     if (slot.number == 0) continue;
     size_t at = slot.hash & mask;
     while (slots[at].number != 0) at = (at + 1) & mask;

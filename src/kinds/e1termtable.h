@@ -2,24 +2,23 @@
 // occurrence (the indexer's values as they come, the reader's table in file
 // order). Open addressing over slots that keep each term's hash, so that
 // growing moves 8-byte slots and a miss rarely touches a term's bytes; the
-// bytes of all terms live in large blocks, one copy each, behind their
+// bytes of all terms live in one arena, one copy each, behind their
 // length.
 // One thread at a time.
 #pragma once
 
 #include <cstdint>
 #include <cstring>
-#include <memory>
 #include <string_view>
-#include <vector>
 
 #include "kinds/pagedarray.h"
+#include "storage/bytearena.h"
+#include "storage/zeroedarray.h"
 
 namespace quern {
 
 class E1TermTable {
  public:
-  static constexpr uint32_t kBlockBytes = 1u << 20;
   static constexpr uint32_t kNone = 0xFFFFFFFFu;
 
   E1TermTable();
@@ -42,15 +41,13 @@ class E1TermTable {
     uint32_t number;  // term number + 1; 0 marks a free slot
   };
   static uint32_t hashOf(std::string_view value);
-  // Copies the length and the bytes into the blocks; where they start.
+  // Copies the length and the bytes into the arena; where they start.
   const char* store(std::string_view value);
   void grow();
 
-  std::vector<Slot> m_slots;  // a power of two, at most three quarters used
+  ZeroedArray<Slot> m_slots;  // a power of two, at most three quarters used
   PagedArray<const char*> m_terms;  // each term's length, then its bytes
-  std::vector<std::unique_ptr<char[]>> m_blocks;
-  uint32_t m_blockUsed = 0;
-  uint32_t m_blockSize = 0;
+  ByteArena m_bytes;
 };
 
 }  // namespace quern

@@ -16,7 +16,7 @@ TEST(E1TermTable, NumbersEveryDistinctValueOnceInOrderOfArrival) {
   std::mt19937 random(5);
   E1TermTable table;
   std::map<std::string, uint32_t> model;
-  const std::string huge(E1TermTable::kBlockBytes + 7, '\x01');
+  const std::string huge(ByteArena::kLargestBlock + 7, '\x01');
   for (int i = 0; i < 60000; ++i) {
     std::string value;
     switch (random() % 4) {

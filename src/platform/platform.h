@@ -91,6 +91,12 @@ bool processMemory(uint64_t& bytes);
 // Hands the heap's free pages back to the system, so that `processMemory`
 // measures what is in use rather than what a finished pass left behind.
 void releaseFreeMemory();
+// Zeroed memory straight from the system, in huge pages where the system
+// offers them, so that a large table touched at random faults and misses the
+// TLB far less often than heap memory. Null when the system refuses.
+void* allocatePages(size_t bytes);
+// Returns what `allocatePages(bytes)` gave.
+void freePages(void* pages, size_t bytes);
 // Allows at least `count` files open at once.
 bool raiseOpenFileLimit(int count);
 // Seconds since the Unix epoch.

@@ -2,6 +2,7 @@
 #include <dirent.h>
 #include <malloc.h>
 #include <pthread.h>
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/time.h>
@@ -118,6 +119,19 @@ void releaseFreeMemory() {
 #ifdef __GLIBC__
   malloc_trim(0);
 #endif
+}
+
+void* allocatePages(size_t bytes) {
+  void* pages = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  if (pages == MAP_FAILED) return nullptr;
+#ifdef MADV_HUGEPAGE
+  madvise(pages, bytes, MADV_HUGEPAGE);  // advice only: without it the pages are small
+#endif
+  return pages;
+}
+
+void freePages(void* pages, size_t bytes) {
+  if (pages != nullptr) munmap(pages, bytes);
 }
 
 bool raiseOpenFileLimit(int count) {

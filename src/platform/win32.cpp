@@ -116,6 +116,12 @@ bool processMemory(uint64_t& bytes) {
 
 void releaseFreeMemory() { _heapmin(); }
 
+void* allocatePages(size_t bytes) { return VirtualAlloc(nullptr, bytes, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE); }
+
+void freePages(void* pages, size_t /*bytes*/) {
+  if (pages != nullptr) VirtualFree(pages, 0, MEM_RELEASE);
+}
+
 bool raiseOpenFileLimit(int count) { return _setmaxstdio(count) != -1; }
 
 int64_t currentTime() { return static_cast<int64_t>(_time64(nullptr)); }
