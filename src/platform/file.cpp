@@ -1,4 +1,5 @@
 #include <cerrno>
+#include <cstring>
 
 #include "platform/faults.h"
 #include "platform/platform.h"
@@ -14,6 +15,9 @@ std::unique_ptr<File> File::open(const char* path, const char* mode) {
   std::FILE* stream = std::fopen(path, mode);
   if (stream == nullptr) return nullptr;
   std::unique_ptr<File> file(new File(stream));
+  // Text mode may change line ends on the way, so only binary streams count.
+  file->m_binary = std::strchr(mode, 'b') != nullptr;
+  if (file->m_binary && mode[0] != 'a') file->m_position = 0;
   // Index files are written in many small pieces: a large buffer saves
   // system calls. Reads keep the default, since lookups seek.
   if (mode[0] == 'w' || mode[0] == 'a') {
@@ -32,16 +36,21 @@ size_t File::read(void* buffer, size_t size) {
     m_injectedError = true;
     return 0;
   }
-  return stream::readUnlocked(buffer, size, m_stream);
+  return advance(stream::readUnlocked(buffer, size, m_stream));
+}
+
+size_t File::advance(size_t bytes) {
+  if (m_position >= 0) m_position += static_cast<int64_t>(bytes);
+  return bytes;
 }
 
 size_t File::write(const void* buffer, size_t size) {
   switch (faults::hit(Op::Write)) {
     case Effect::None:
-      return stream::writeUnlocked(buffer, size, m_stream);
+      return advance(stream::writeUnlocked(buffer, size, m_stream));
     case Effect::ShortWrite: {
       const size_t part = size / 2;
-      const size_t written = stream::writeUnlocked(buffer, part, m_stream);
+      const size_t written = advance(stream::writeUnlocked(buffer, part, m_stream));
       m_injectedError = true;
       errno = ENOSPC;
       return written;
@@ -58,17 +67,27 @@ int File::getc() {
     m_injectedError = true;
     return EOF;
   }
-  return stream::getcUnlocked(m_stream);
+  const int byte = stream::getcUnlocked(m_stream);
+  if (byte != EOF) advance(1);
+  return byte;
 }
 
 bool File::putc(uint8_t byte) { return write(&byte, 1) == 1; }
 
 bool File::seek(int64_t offset, int whence) {
+  m_position = -1;
   if (faults::hit(Op::Seek) != Effect::None) return false;
-  return stream::seek64(m_stream, offset, whence) == 0;
+  if (stream::seek64(m_stream, offset, whence) != 0) return false;
+  if (m_binary && whence == SEEK_SET) m_position = offset;
+  return true;
 }
 
-int64_t File::tell() { return stream::tell64(m_stream); }
+int64_t File::tell() {
+  if (m_position >= 0) return m_position;
+  const int64_t position = stream::tell64(m_stream);
+  if (m_binary) m_position = position;
+  return position;
+}
 
 bool File::flush() {
   if (faults::hit(Op::Flush) != Effect::None) return false;

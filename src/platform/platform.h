@@ -57,8 +57,14 @@ class File {
  private:
   static constexpr size_t kWriteBuffer = 1u << 18;
   explicit File(std::FILE* stream) : m_stream(stream) {}
+  // Counts `bytes` moved; gives them back.
+  size_t advance(size_t bytes);
   std::FILE* m_stream;
   std::unique_ptr<char[]> m_buffer;  // a write buffer, freed only after the stream is closed
+  // The stream's offset as the bytes moved tell it, so that `tell` costs no
+  // call into the C runtime; -1 when unknown (text mode, after a failure).
+  int64_t m_position = -1;
+  bool m_binary = false;
   bool m_injectedError = false;
 };
 
