@@ -42,20 +42,24 @@ void E1Indexer::add(const void* data, uint32_t size) {
 }
 
 void E1Indexer::addRecord(Posting& posting, uint32_t id) {
-  if (posting.vector == nullptr) {
-    if (posting.count < kPlainIds) {
-      posting.ids[posting.count++] = id;
-      return;
+  if (posting.bitmap == 0) {
+    for (uint32_t& place : posting.ids) {
+      if (place == 0) {
+        place = id;
+        return;
+      }
     }
     m_vectors.push_back(bitmapOf(posting, m_cache));
-    posting.vector = m_vectors.back().get();
+    posting.bitmap = static_cast<uint32_t>(m_vectors.size());
   }
-  setBit(*posting.vector, id);
+  setBit(*m_vectors[posting.bitmap - 1], id);
 }
 
 std::unique_ptr<SFWAHVector> E1Indexer::bitmapOf(const Posting& posting, CMemCache* cache) const {
   std::unique_ptr<SFWAHVector> vector = BitEncoderFactory::instance().create(cache);
-  for (uint32_t i = 0; i < posting.count; ++i) setBit(*vector, posting.ids[i]);
+  for (uint32_t id : posting.ids) {
+    if (id != 0) setBit(*vector, id);
+  }
   return vector;
 }
 
@@ -107,7 +111,7 @@ void E1Indexer::write(COutputDesc* output) {
   for (size_t i = 0; i < order.size(); ++i) {
     Posting& posting = m_postings[order[i]];
     std::unique_ptr<SFWAHVector> encoded;
-    SFWAHVector* vector = posting.vector;
+    SFWAHVector* vector = posting.bitmap == 0 ? nullptr : m_vectors[posting.bitmap - 1].get();
     if (vector == nullptr) {
       encoded = bitmapOf(posting, &scratch);
       vector = encoded.get();

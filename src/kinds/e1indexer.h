@@ -45,12 +45,11 @@ class E1Indexer : public FieldIndexer {
   static constexpr uint32_t kPlainIds = 3;
   static constexpr uint32_t kNoTerm = 0xFFFFFFFFu;
   // The records of one term: ids while there are at most kPlainIds of them,
-  // then a bitmap on the cache.
-  // Trivial, so that a fresh page of postings is not written before use;
-  // a new term's posting is value-initialized: no vector, no ids.
+  // then a bitmap on the cache. Record ids start at 1, so an id of 0 is a
+  // free place. Trivial and 16 bytes, so that a fresh page of postings is
+  // not written before use; a new term's posting is value-initialized.
   struct Posting {
-    SFWAHVector* vector;
-    uint32_t count;
+    uint32_t bitmap;  // 1 + its place in m_vectors; 0 while the ids suffice
     uint32_t ids[kPlainIds];
   };
   void addRecord(Posting& posting, uint32_t id);
