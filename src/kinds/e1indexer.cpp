@@ -74,24 +74,42 @@ void E1Indexer::setBit(SFWAHVector& vector, uint32_t id) {
 }
 
 std::vector<uint32_t> E1Indexer::sortedTerms() const {
-  // The first eight bytes, big-endian and zero-padded, decide most
-  // comparisons without touching the terms.
+  // Unsigned bytes, a prefix first (the file's order), eight bytes at a
+  // time: the terms are sorted by their first eight, and each run that
+  // agrees on those by the next eight, so that long shared beginnings are
+  // not compared again and again.
   struct Key {
-    uint64_t prefix;
+    uint64_t chunk;  // big-endian, zero-padded
+    uint32_t own;    // how many of the eight bytes are the term's
     uint32_t term;
   };
+  struct Run {
+    size_t first, last, depth;
+  };
   std::vector<Key> keys(m_terms.size());
-  for (uint32_t term = 0; term < m_terms.size(); ++term) {
-    const std::string_view bytes = m_terms.term(term);
-    uint64_t prefix = 0;
-    for (size_t i = 0; i < 8; ++i) prefix = prefix << 8 | (i < bytes.size() ? static_cast<uint8_t>(bytes[i]) : 0);
-    keys[term] = Key{prefix, term};
+  for (uint32_t term = 0; term < keys.size(); ++term) keys[term].term = term;
+  std::vector<Run> runs{{0, keys.size(), 0}};
+  while (!runs.empty()) {
+    const Run run = runs.back();
+    runs.pop_back();
+    for (size_t k = run.first; k < run.last; ++k) {
+      const std::string_view bytes = m_terms.term(keys[k].term);
+      const size_t own = std::min<size_t>(bytes.size() - run.depth, 8);
+      uint64_t chunk = 0;
+      for (size_t i = 0; i < 8; ++i) chunk = chunk << 8 | (i < own ? static_cast<uint8_t>(bytes[run.depth + i]) : 0);
+      keys[k].chunk = chunk;
+      keys[k].own = static_cast<uint32_t>(own);
+    }
+    std::sort(keys.begin() + static_cast<ptrdiff_t>(run.first), keys.begin() + static_cast<ptrdiff_t>(run.last),
+              [](const Key& a, const Key& b) { return a.chunk != b.chunk ? a.chunk < b.chunk : a.own < b.own; });
+    // Only terms that both go on past these eight bytes can still tie.
+    for (size_t k = run.first; k < run.last;) {
+      size_t end = k + 1;
+      while (end < run.last && keys[end].chunk == keys[k].chunk && keys[end].own == keys[k].own) ++end;
+      if (end - k > 1 && keys[k].own == 8) runs.push_back(Run{k, end, run.depth + 8});
+      k = end;
+    }
   }
-  // string_view compares as unsigned bytes, a prefix first: the file's order.
-  std::sort(keys.begin(), keys.end(), [this](const Key& a, const Key& b) {
-    if (a.prefix != b.prefix) return a.prefix < b.prefix;
-    return m_terms.term(a.term) < m_terms.term(b.term);
-  });
   std::vector<uint32_t> order(keys.size());
   for (size_t i = 0; i < keys.size(); ++i) order[i] = keys[i].term;
   return order;
@@ -109,6 +127,9 @@ void E1Indexer::write(COutputDesc* output) {
   std::vector<uint64_t> offsets(order.size());
   uint64_t tableOffset = 0;
   for (size_t i = 0; i < order.size(); ++i) {
+    // Sorted order visits the postings and terms at random: ask for them
+    // a few terms ahead.
+    if (i + kAhead < order.size()) __builtin_prefetch(&m_postings[order[i + kAhead]]);
     Posting& posting = m_postings[order[i]];
     std::unique_ptr<SFWAHVector> encoded;
     SFWAHVector* vector = posting.bitmap == 0 ? nullptr : m_vectors[posting.bitmap - 1].get();
@@ -136,6 +157,7 @@ void E1Indexer::write(COutputDesc* output) {
   file.writeInt(static_cast<int32_t>(m_recordCount));
   file.writeInt(static_cast<int32_t>(order.size()));
   for (size_t i = 0; i < order.size(); ++i) {
+    if (i + kAhead < order.size()) __builtin_prefetch(m_terms.term(order[i + kAhead]).data());
     const std::string_view term = m_terms.term(order[i]);
     file.writeInt(static_cast<int32_t>(term.size()));
     file.writeChars(term.data(), static_cast<uint32_t>(term.size()));

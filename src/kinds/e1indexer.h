@@ -44,6 +44,7 @@ class E1Indexer : public FieldIndexer {
  private:
   static constexpr uint32_t kPlainIds = 3;
   static constexpr uint32_t kNoTerm = 0xFFFFFFFFu;
+  static constexpr size_t kAhead = 8;  // prefetch distance of the sorted walks
   // The records of one term: ids while there are at most kPlainIds of them,
   // then a bitmap on the cache. Record ids start at 1, so an id of 0 is a
   // free place. Trivial and 16 bytes, so that a fresh page of postings is

@@ -19,10 +19,11 @@ using test::TempDir;
 using Model = std::map<std::string, Bits>;
 
 // Values of one of several shapes: long runs, alternation, few values with
-// NUL bytes and lengths that differ only by a trailing byte, or unique ones.
+// NUL bytes and lengths that differ only by a trailing byte, unique ones, or
+// values that share beginnings of 0 to 40 bytes.
 std::vector<std::string> randomValues(std::mt19937& random, uint32_t count) {
   const auto draw = [&](uint32_t high) { return std::uniform_int_distribution<uint32_t>(0, high)(random); };
-  const uint32_t shape = draw(3);
+  const uint32_t shape = draw(4);
   std::vector<std::string> values;
   while (values.size() < count) {
     if (shape == 0) {
@@ -33,8 +34,10 @@ std::vector<std::string> randomValues(std::mt19937& random, uint32_t count) {
       std::string value(1 + draw(3), '\0');
       for (char& c : value) c = static_cast<char>(draw(2) == 0 ? 0 : 0xF0 + draw(3));
       values.push_back(value);
-    } else {
+    } else if (shape == 3) {
       values.push_back(std::to_string(values.size()));
+    } else {
+      values.push_back(std::string(draw(40), draw(1) == 0 ? 'x' : '\0') + std::string(draw(2), '\0') + "ab"[draw(1)]);
     }
   }
   values.resize(count);
