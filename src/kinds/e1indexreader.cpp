@@ -1,7 +1,11 @@
 #include "kinds/e1indexreader.h"
 
+#include <algorithm>
+#include <bit>
+
 #include "frame/exception.h"
 #include "storage/closingblock.h"
+#include "storage/endian.h"
 
 namespace quern {
 
@@ -17,24 +21,40 @@ E1IndexReader::E1IndexReader(const char* path) {
   try {
     m_path = path;
     const uint32_t count = openTable("construct CInputDesc fail");
-    m_terms = std::make_unique<E1TermTable>();
-    m_offsets.reserve(count);
-    std::string term;  // one buffer for every row
-    for (uint32_t row = 0; row < count; ++row) {
-      const uint64_t offset = readRow(term);
-      if (row != 0 && !(m_terms->term(row - 1) < term)) {
-        QRN_RAISE(2, "open %s fail, term %u is out of order", m_path.c_str(), row);
-      }
-      bool added = false;
-      m_terms->findOrAdd(term, added);
-      m_offsets.push_back(offset);
-    }
+    loadRows(count);
   } catch (const std::exception& failure) {
     close();
     QRN_RAISE(2, "construct E1IndexReader fail, %s", failure.what());
   } catch (...) {
     close();
     QRN_RAISE(2, "construct E1IndexReader fail, other exception");
+  }
+}
+
+void E1IndexReader::loadRows(uint32_t count) {
+  // One read of all the rows; the table then points into them, since a
+  // row begins as the table keeps a term (length, bytes).
+  static_assert(std::endian::native == std::endian::little, "rows are adopted as they lie in the file");
+  m_rows = ZeroedArray<char>(static_cast<size_t>(m_tableLeft));
+  CFileInput& file = m_input->file();
+  for (int64_t at = 0; at < m_tableLeft;) {
+    const auto part = static_cast<uint32_t>(std::min<int64_t>(m_tableLeft - at, int64_t{1} << 30));
+    file.readChars(m_rows.data() + at, part);
+    at += part;
+  }
+  m_terms = std::make_unique<E1TermTable>();
+  const char* row = m_rows.data();
+  for (uint32_t number = 0; number < count; ++number) {
+    takeRowHead();
+    const uint32_t length = loadLE32(row);
+    takeTerm(length);
+    const std::string_view term(row + 4, length);
+    checkOffset(loadLE64(row + 4 + length));
+    if (number != 0 && !(m_terms->term(number - 1) < term)) {
+      QRN_RAISE(2, "open %s fail, term %u is out of order", m_path.c_str(), number);
+    }
+    m_terms->adopt(row);
+    row += kMinRowBytes + length;
   }
 }
 
@@ -78,22 +98,38 @@ uint32_t E1IndexReader::openTable(const char* descriptorFailure) {
   return count;
 }
 
-uint64_t E1IndexReader::readRow(std::string& term) {
-  CFileInput& file = m_input->file();
+void E1IndexReader::takeRowHead() {
   if (m_tableLeft < kMinRowBytes) QRN_RAISE(2, "open %s fail, term table is cut short", m_path.c_str());
-  const uint32_t length = static_cast<uint32_t>(file.readInt());
   m_tableLeft -= kMinRowBytes;
+}
+
+void E1IndexReader::takeTerm(uint32_t length) {
   if (length > m_tableLeft) QRN_RAISE(2, "open %s fail, term length %u is invalid", m_path.c_str(), length);
   m_tableLeft -= length;
-  term.resize(length);
-  file.readChars(term.data(), length);
-  const uint64_t offset = static_cast<uint64_t>(file.readInt64());
+}
+
+uint64_t E1IndexReader::checkOffset(uint64_t offset) const {
   // A posting list lies wholly below the table.
   if (offset >= static_cast<uint64_t>(m_tableOffset)) {
     QRN_RAISE(2, "open %s fail, posting offset %llu is invalid", m_path.c_str(),
               static_cast<unsigned long long>(offset));
   }
   return offset;
+}
+
+uint64_t E1IndexReader::readRow(std::string& term) {
+  CFileInput& file = m_input->file();
+  takeRowHead();
+  const uint32_t length = static_cast<uint32_t>(file.readInt());
+  takeTerm(length);
+  term.resize(length);
+  file.readChars(term.data(), length);
+  return checkOffset(static_cast<uint64_t>(file.readInt64()));
+}
+
+uint64_t E1IndexReader::offsetOf(uint32_t number) const {
+  const std::string_view term = m_terms->term(number);
+  return loadLE64(term.data() + term.size());
 }
 
 std::unique_ptr<SFWAHVector> E1IndexReader::loadList(CInputDesc& input, uint64_t offset) {
@@ -114,19 +150,18 @@ std::unique_ptr<SFWAHVector> E1IndexReader::search(const void* data, uint32_t si
   if (!m_input) QRN_RAISE(1, "search on closed reader %s", m_path.c_str());
   const uint32_t found = m_terms->find(std::string_view(static_cast<const char*>(data), size));
   if (found == E1TermTable::kNone) return nullptr;
-  return loadList(*m_input, m_offsets[found]);
+  return loadList(*m_input, offsetOf(found));
 }
 
 void E1IndexReader::close() {
   m_input.reset();
   m_scanInput.reset();
   m_terms.reset();
-  m_offsets.clear();
-  m_offsets.shrink_to_fit();
+  m_rows = ZeroedArray<char>();
 }
 
 std::string E1IndexReader::term(uint32_t index) const {
-  if (index >= m_offsets.size()) QRN_RAISE(1, "invalid param(term index (%u))", index);
+  if (index >= termCount()) QRN_RAISE(1, "invalid param(term index (%u))", index);
   return std::string(m_terms->term(index));
 }
 

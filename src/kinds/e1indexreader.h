@@ -34,7 +34,7 @@ class E1IndexReader : public FieldIndexReader {
   void close() override;
 
   // The sorted terms of the loaded table.
-  uint32_t termCount() const { return static_cast<uint32_t>(m_offsets.size()); }
+  uint32_t termCount() const { return m_terms ? m_terms->size() : 0; }
   std::string term(uint32_t index) const;
 
   // Reopens the file and stands on its first term row; the term table stays
@@ -53,14 +53,23 @@ class E1IndexReader : public FieldIndexReader {
   // returns the term count. `descriptorFailure` is raised when no descriptor
   // can be made.
   uint32_t openTable(const char* descriptorFailure);
+  // Reads every term row from `m_input` and fills the term table.
+  void loadRows(uint32_t count);
   // Reads one term row from `m_input` into `term`; returns its list offset.
   uint64_t readRow(std::string& term);
+  // The checks of a row against the table bytes left: its fixed part, its
+  // term, its posting offset.
+  void takeRowHead();
+  void takeTerm(uint32_t length);
+  uint64_t checkOffset(uint64_t offset) const;
+  // The posting list offset of a loaded term: it ends the term's row.
+  uint64_t offsetOf(uint32_t number) const;
   std::unique_ptr<SFWAHVector> loadList(CInputDesc& input, uint64_t offset);
 
   std::string m_path;
   std::unique_ptr<CInputDesc> m_input;
-  std::unique_ptr<E1TermTable> m_terms;  // numbered in file order
-  std::vector<uint64_t> m_offsets;       // posting list of each term
+  ZeroedArray<char> m_rows;              // the term rows as the file holds them
+  std::unique_ptr<E1TermTable> m_terms;  // numbered in file order, pointing into m_rows
   std::vector<uint32_t> m_recordCounts;
   uint32_t m_scanTermCount = 0;
   std::unique_ptr<CInputDesc> m_scanInput;

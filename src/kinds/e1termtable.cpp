@@ -14,14 +14,23 @@ uint32_t E1TermTable::hashOf(std::string_view value) {
   return static_cast<uint32_t>(hash ^ (hash >> 32));
 }
 
-uint32_t E1TermTable::findOrAdd(std::string_view value, bool& added) {
+uint32_t E1TermTable::findOrAdd(std::string_view value, bool& added) { return place(value, nullptr, added); }
+
+uint32_t E1TermTable::adopt(const char* stored) {
+  uint32_t length;
+  std::memcpy(&length, stored, sizeof length);
+  bool added = false;
+  return place(std::string_view(stored + sizeof length, length), stored, added);
+}
+
+uint32_t E1TermTable::place(std::string_view value, const char* stored, bool& added) {
   const uint32_t hash = hashOf(value);
   const size_t mask = m_slots.size() - 1;
   for (size_t at = hash & mask;; at = (at + 1) & mask) {
     Slot& slot = m_slots[at];
     if (slot.number == 0) {
       if (m_terms.size() >= 0xFFFFFFFEu) QRN_RAISE(2, "too many terms");
-      m_terms.push_back(store(value));
+      m_terms.push_back(stored != nullptr ? stored : store(value));
       slot = Slot{hash, static_cast<uint32_t>(m_terms.size())};
       if (m_terms.size() * 4 > m_slots.size() * 3) grow();
       added = true;

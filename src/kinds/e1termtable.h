@@ -25,6 +25,10 @@ class E1TermTable {
 
   // The number of `value`, added as the next number when it is new.
   uint32_t findOrAdd(std::string_view value, bool& added);
+  // The number of a term that the caller keeps in memory as the table
+  // would (its u32 length in host order, then its bytes) for as long as the
+  // table lives; nothing is copied.
+  uint32_t adopt(const char* stored);
   // The number of `value`, or kNone.
   uint32_t find(std::string_view value) const;
   std::string_view term(uint32_t number) const {
@@ -41,6 +45,8 @@ class E1TermTable {
     uint32_t number;  // term number + 1; 0 marks a free slot
   };
   static uint32_t hashOf(std::string_view value);
+  // findOrAdd, keeping `stored` instead of a copy when it is not null.
+  uint32_t place(std::string_view value, const char* stored, bool& added);
   // Copies the length and the bytes into the arena; where they start.
   const char* store(std::string_view value);
   void grow();

@@ -12,7 +12,7 @@ char* ByteArena::append(size_t size) {
     m_blocks.push_back(Block{ZeroedArray<char>(std::max(next, size)), 0});
   }
   Block& block = m_blocks.back();
-  char* room = &block.bytes[block.used];
+  char* room = block.bytes.data() + block.used;
   block.used += size;
   m_size += size;
   return room;
@@ -22,7 +22,7 @@ void ByteArena::writeTo(CFileOutput& file) const {
   for (const Block& block : m_blocks) {
     for (size_t at = 0; at < block.used;) {
       const auto part = static_cast<uint32_t>(std::min<size_t>(block.used - at, kLargestBlock));
-      file.writeChars(&block.bytes[at], part);
+      file.writeChars(block.bytes.data() + at, part);
       at += part;
     }
   }

@@ -36,6 +36,8 @@ class ZeroedArray {
 
   T& operator[](size_t i) { return m_data[i]; }
   const T& operator[](size_t i) const { return m_data[i]; }
+  T* data() { return m_data; }
+  const T* data() const { return m_data; }
   size_t size() const { return m_size; }
 
  private:
