@@ -57,11 +57,20 @@ void SFWAHEncoder::appendBit(uint32_t bit) {
   }
 }
 
+void SFWAHEncoder::fillActive(uint32_t count, uint32_t bit) {
+  if (count == 0) return;
+  // All but the last bit at once; the last goes through appendBit, which
+  // puts the group when it is full.
+  const uint32_t shift = count - 1;
+  m_activeWord = m_activeWord << shift | (bit != 0 ? (1u << shift) - 1 : 0);
+  m_activeBits += shift;
+  appendBit(bit);
+}
+
 void SFWAHEncoder::appendZeros(uint32_t count) {
   if (m_activeBits != 0) {
     const uint32_t take = count < kGroupSize - m_activeBits ? count : kGroupSize - m_activeBits;
-    // The last bit goes through appendBit so that a finished group is put.
-    for (uint32_t i = 0; i < take; ++i) appendBit(0);
+    fillActive(take, 0);
     count -= take;
   }
   if (count == 0) return;
@@ -79,7 +88,7 @@ void SFWAHEncoder::appendOnes(uint32_t count) {
   if (count == 0) QRN_RAISE(2, "invalid param ones(%u)", count);
   if (m_activeBits != 0) {
     const uint32_t take = count < kGroupSize - m_activeBits ? count : kGroupSize - m_activeBits;
-    for (uint32_t i = 0; i < take; ++i) appendBit(1);
+    fillActive(take, 1);
     count -= take;
   }
   if (count == 0) return;

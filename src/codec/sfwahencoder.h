@@ -85,6 +85,8 @@ class SFWAHEncoder {
     const uint32_t bits = literal & sfwah::kGroupBits;
     return bits != 0 && (31 - std::countl_zero(bits)) / 8 == std::countr_zero(bits) / 8;
   }
+  // Appends `count` copies of `bit` that fit in the active group.
+  void fillActive(uint32_t count, uint32_t bit);
   void putCachedWord(uint32_t word);
   void putZeroFill(uint32_t count);
   void putOneFill(uint32_t word);
