@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "frame/exception.h"
+#include "storage/endian.h"
 
 namespace quern {
 
@@ -96,7 +97,11 @@ std::vector<uint32_t> E1Indexer::sortedTerms() const {
       const std::string_view bytes = m_terms.term(keys[k].term);
       const size_t own = std::min<size_t>(bytes.size() - run.depth, 8);
       uint64_t chunk = 0;
-      for (size_t i = 0; i < 8; ++i) chunk = chunk << 8 | (i < own ? static_cast<uint8_t>(bytes[run.depth + i]) : 0);
+      if (own == 8) {
+        chunk = loadBE64(bytes.data() + run.depth);
+      } else {
+        for (size_t i = 0; i < 8; ++i) chunk = chunk << 8 | (i < own ? static_cast<uint8_t>(bytes[run.depth + i]) : 0);
+      }
       keys[k].chunk = chunk;
       keys[k].own = static_cast<uint32_t>(own);
     }

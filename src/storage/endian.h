@@ -23,6 +23,8 @@ inline void storeLE(void* target, T value) {
 
 inline uint32_t loadLE32(const void* p) { return loadLE<uint32_t>(p); }
 inline uint64_t loadLE64(const void* p) { return loadLE<uint64_t>(p); }
+// Eight bytes as a big-endian number: compares as the bytes do.
+inline uint64_t loadBE64(const void* p) { return __builtin_bswap64(loadLE64(p)); }
 inline void storeLE32(void* p, uint32_t v) { storeLE(p, v); }
 inline void storeLE64(void* p, uint64_t v) { storeLE(p, v); }
 
