@@ -20,7 +20,7 @@ E1IndexReader::E1IndexReader(const char* path) {
   if (path == nullptr) QRN_RAISE(2, "Invalid param(file)");
   try {
     m_path = path;
-    const uint32_t count = openTable("construct CInputDesc fail");
+    const uint32_t count = openTable("construct CInputDesc fail", 0);
     loadRows(count);
   } catch (const std::exception& failure) {
     close();
@@ -68,10 +68,10 @@ E1IndexReader::~E1IndexReader() {
   }
 }
 
-uint32_t E1IndexReader::openTable(const char* descriptorFailure) {
+uint32_t E1IndexReader::openTable(const char* descriptorFailure, uint32_t readBuffer) {
   m_input.reset();
   try {
-    m_input = std::make_unique<CInputDesc>(std::make_unique<CFileInput>(m_path.c_str()));
+    m_input = std::make_unique<CInputDesc>(std::make_unique<CFileInput>(m_path.c_str(), readBuffer));
   } catch (const std::bad_alloc&) {
     QRN_RAISE(2, "%s", descriptorFailure);
   }
@@ -167,7 +167,8 @@ std::string E1IndexReader::term(uint32_t index) const {
 
 void E1IndexReader::beginScan() {
   close();
-  m_scanTermCount = openTable("construct E1IndexReader fail");
+  // Both descriptors of a scan walk the file in order.
+  m_scanTermCount = openTable("construct E1IndexReader fail", kScanBuffer);
   m_scanInput = m_input->clone();
   m_scanCursor = 0;
 }

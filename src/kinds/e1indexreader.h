@@ -49,10 +49,12 @@ class E1IndexReader : public FieldIndexReader {
   const std::vector<uint32_t>& recordCounts() const { return m_recordCounts; }
 
  private:
-  // Opens `m_input`, tests the closing block and reads the table header;
+  static constexpr uint32_t kScanBuffer = 1u << 16;
+  // Opens `m_input` (on a stream buffer of `readBuffer` bytes, 0 for the
+  // default), tests the closing block and reads the table header;
   // returns the term count. `descriptorFailure` is raised when no descriptor
   // can be made.
-  uint32_t openTable(const char* descriptorFailure);
+  uint32_t openTable(const char* descriptorFailure, uint32_t readBuffer);
   // Reads every term row from `m_input` and fills the term table.
   void loadRows(uint32_t count);
   // Reads one term row from `m_input` into `term`; returns its list offset.

@@ -10,7 +10,7 @@ namespace quern::platform {
 using faults::Effect;
 using faults::Op;
 
-std::unique_ptr<File> File::open(const char* path, const char* mode) {
+std::unique_ptr<File> File::open(const char* path, const char* mode, size_t readBuffer) {
   if (faults::hit(Op::Open) != Effect::None) return nullptr;
   std::FILE* stream = std::fopen(path, mode);
   if (stream == nullptr) return nullptr;
@@ -20,9 +20,10 @@ std::unique_ptr<File> File::open(const char* path, const char* mode) {
   if (file->m_binary && mode[0] != 'a') file->m_position = 0;
   // Index files are written in many small pieces: a large buffer saves
   // system calls. Reads keep the default, since lookups seek.
-  if (mode[0] == 'w' || mode[0] == 'a') {
-    file->m_buffer = std::make_unique_for_overwrite<char[]>(kWriteBuffer);
-    std::setvbuf(stream, file->m_buffer.get(), _IOFBF, kWriteBuffer);
+  const size_t buffer = mode[0] == 'w' || mode[0] == 'a' ? kWriteBuffer : readBuffer;
+  if (buffer != 0) {
+    file->m_buffer = std::make_unique_for_overwrite<char[]>(buffer);
+    std::setvbuf(stream, file->m_buffer.get(), _IOFBF, buffer);
   }
   return file;
 }

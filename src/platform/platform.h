@@ -36,7 +36,9 @@ class File {
   File& operator=(const File&) = delete;
 
   // Opens with a stdio mode ("rb", "wb", ...); null with errno set on failure.
-  static std::unique_ptr<File> open(const char* path, const char* mode);
+  // A stream opened for reading gets a buffer of `readBuffer` bytes instead
+  // of the system's default when it is not 0.
+  static std::unique_ptr<File> open(const char* path, const char* mode, size_t readBuffer = 0);
 
   size_t read(void* buffer, size_t size);
   size_t write(const void* buffer, size_t size);

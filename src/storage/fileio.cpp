@@ -14,7 +14,7 @@ std::string systemText() { return platform::errorText(platform::lastErrno()); }
 
 // ---- CFileInput -------------------------------------------------------------
 
-CFileInput::CFileInput(const char* path) { open(path); }
+CFileInput::CFileInput(const char* path, uint32_t readBuffer) : m_readBuffer(readBuffer) { open(path); }
 
 CFileInput::~CFileInput() {
   m_file.reset();
@@ -24,7 +24,7 @@ CFileInput::~CFileInput() {
 void CFileInput::open(const char* path) {
   if (path == nullptr) QRN_RAISE(2, "Invalid param(file_path)");
   m_file.reset();
-  m_file = platform::File::open(path, "rb");
+  m_file = platform::File::open(path, "rb", m_readBuffer);
   if (!m_file) {
     const int err = platform::lastErrno();
     QRN_RAISE(2, "open file %s failed, %d %s", path, err, platform::errorText(err).c_str());
@@ -39,7 +39,9 @@ void CFileInput::open(const char* path) {
   seek(0);
 }
 
-std::unique_ptr<CFileInput> CFileInput::clone() const { return std::make_unique<CFileInput>(m_path.c_str()); }
+std::unique_ptr<CFileInput> CFileInput::clone() const {
+  return std::make_unique<CFileInput>(m_path.c_str(), m_readBuffer);
+}
 
 void CFileInput::seek(int64_t position) {
   // A seek drops the read buffer; readers that walk a file in order seek to

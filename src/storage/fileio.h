@@ -15,14 +15,17 @@ namespace quern {
 
 class CFileInput {
  public:
-  explicit CFileInput(const char* path);
+  // `readBuffer`: the stream's buffer in bytes, 0 for the system's default
+  // (lookups that seek want little; a walk in file order wants much).
+  explicit CFileInput(const char* path, uint32_t readBuffer = 0);
   virtual ~CFileInput();
   CFileInput(const CFileInput&) = delete;
   CFileInput& operator=(const CFileInput&) = delete;
 
   // Opens `path` (closing a stream that is open), takes its size, stands at 0.
   void open(const char* path);
-  // The same file on a stream of its own, at position 0.
+  // The same file on a stream of its own and a buffer of the same size, at
+  // position 0.
   std::unique_ptr<CFileInput> clone() const;
 
   void seek(int64_t position);
@@ -46,6 +49,7 @@ class CFileInput {
   std::unique_ptr<platform::File> m_file;
   std::string m_path;
   int64_t m_size = 0;
+  uint32_t m_readBuffer = 0;
 };
 
 class CFileOutput {
