@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstdint>
 
 #include "frame/exception.h"
 #include "storage/closingblock.h"
@@ -35,6 +36,12 @@ void E1IndexReader::loadRows(uint32_t count) {
   // One read of all the rows; the table then points into them, since a
   // row begins as the table keeps a term (length, bytes).
   static_assert(std::endian::native == std::endian::little, "rows are adopted as they lie in the file");
+  if constexpr (sizeof(size_t) < sizeof(int64_t)) {
+    if (m_tableLeft > static_cast<int64_t>(SIZE_MAX)) {
+      QRN_RAISE(2, "open %s fail, term table of %lld bytes is too large", m_path.c_str(),
+                static_cast<long long>(m_tableLeft));
+    }
+  }
   m_rows = ZeroedArray<char>(static_cast<size_t>(m_tableLeft));
   CFileInput& file = m_input->file();
   for (int64_t at = 0; at < m_tableLeft;) {

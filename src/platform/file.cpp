@@ -19,7 +19,8 @@ std::unique_ptr<File> File::open(const char* path, const char* mode, size_t read
   file->m_binary = std::strchr(mode, 'b') != nullptr;
   if (file->m_binary && mode[0] != 'a') file->m_position = 0;
   // Index files are written in many small pieces: a large buffer saves
-  // system calls. Reads keep the default, since lookups seek.
+  // system calls. Reads keep the default unless the caller asks: lookups
+  // seek, and a seek drops what the buffer held.
   const size_t buffer = mode[0] == 'w' || mode[0] == 'a' ? kWriteBuffer : readBuffer;
   if (buffer != 0) {
     file->m_buffer = std::make_unique_for_overwrite<char[]>(buffer);

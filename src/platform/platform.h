@@ -62,7 +62,7 @@ class File {
   // Counts `bytes` moved; gives them back.
   size_t advance(size_t bytes);
   std::FILE* m_stream;
-  std::unique_ptr<char[]> m_buffer;  // a write buffer, freed only after the stream is closed
+  std::unique_ptr<char[]> m_buffer;  // the stream's buffer when not the default; freed after closing
   // The stream's offset as the bytes moved tell it, so that `tell` costs no
   // call into the C runtime; -1 when unknown (text mode, after a failure).
   int64_t m_position = -1;
