@@ -35,14 +35,22 @@ bool E1IndexMergeEntry::advance() {
   return true;
 }
 
-void E1IndexMergeEntry::pad(SFWAHVector* merged) const {
+void E1IndexMergeEntry::pad(SFWAHVector* merged) {
   if (merged == nullptr) QRN_RAISE(2, "Invalid param");
-  for (uint32_t count : m_reader->recordCounts()) {
-    merged->encoder()->appendZeros(count);
-    merged->setLength(merged->length() + count);
-    merged->encoder()->finish();
-    merged->chunks()->closeSegment();
+  // The zero segments are the same for every term that lacks this source:
+  // encoded once, then copied.
+  if (!m_padding) {
+    m_padding = std::make_unique<SFWAHVector>(nullptr);
+    for (uint32_t count : m_reader->recordCounts()) {
+      m_padding->encoder()->appendZeros(count);
+      m_padding->setLength(m_padding->length() + count);
+      m_padding->encoder()->finish();
+      m_padding->chunks()->closeSegment();
+    }
   }
+  m_padding->chunks()->rewind();
+  merged->append(m_padding.get());
+  merged->setLength(merged->length() + m_padding->length());
 }
 
 // ---- E1IndexMerger --------------------------------------------------------------

@@ -29,7 +29,7 @@ class E1IndexMergeEntry : public CEntry {
   // Loads the next term; false (the current one kept) when there is none.
   bool advance();
   // Appends one all-zero segment per segment of this source to `merged`.
-  void pad(SFWAHVector* merged) const;
+  void pad(SFWAHVector* merged);
 
   const std::string& term() const { return m_term; }
   uint32_t ordinal() const { return m_ordinal; }
@@ -40,6 +40,7 @@ class E1IndexMergeEntry : public CEntry {
   E1IndexReader* m_reader;
   uint32_t m_ordinal;
   std::unique_ptr<SFWAHVector> m_vector;
+  std::unique_ptr<SFWAHVector> m_padding;  // this source's zero segments, made on first use
   std::string m_term;
 };
 
