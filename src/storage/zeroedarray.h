@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <type_traits>
 #include <utility>
 
@@ -20,6 +21,7 @@ class ZeroedArray {
   ZeroedArray() = default;
   explicit ZeroedArray(size_t size) : m_size(size) {
     if (size == 0) return;
+    if (size > SIZE_MAX / sizeof(T)) QRN_RAISE(2, "alloc %llu elements failed", static_cast<unsigned long long>(size));
     m_data = static_cast<T*>(platform::allocatePages(size * sizeof(T)));
     if (m_data == nullptr) QRN_RAISE(2, "alloc %llu bytes failed", static_cast<unsigned long long>(size * sizeof(T)));
   }
