@@ -14,7 +14,6 @@ char* ByteArena::append(size_t size) {
   Block& block = m_blocks.back();
   char* room = block.bytes.data() + block.used;
   block.used += size;
-  m_size += size;
   return room;
 }
 

@@ -23,8 +23,6 @@ class ByteArena {
   char* append(size_t size);
   // Writes every appended byte, in order.
   void writeTo(CFileOutput& file) const;
-  // Bytes appended.
-  uint64_t size() const { return m_size; }
 
  private:
   struct Block {
@@ -32,7 +30,6 @@ class ByteArena {
     size_t used = 0;
   };
   std::vector<Block> m_blocks;
-  uint64_t m_size = 0;
 };
 
 }  // namespace quern
