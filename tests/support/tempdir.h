@@ -1,6 +1,7 @@
 // A fresh directory for one test, removed with everything in it at the end.
 #pragma once
 
+#include <stdexcept>
 #include <string>
 
 namespace quern::test {
@@ -25,5 +26,17 @@ std::string readFile(const std::string& path);
 void writeFile(const std::string& path, const std::string& bytes);
 // What a file written in text mode holds for `text`: "\n" is "\r\n" on Windows.
 std::string textFile(const std::string& text);
+
+// The text of the runtime error that `action` raises, or "no failure"; a
+// logic error is no expected failure and escapes.
+template <typename Action>
+std::string failureText(Action&& action) {
+  try {
+    action();
+  } catch (const std::runtime_error& failure) {
+    return failure.what();
+  }
+  return "no failure";
+}
 
 }  // namespace quern::test
