@@ -112,47 +112,39 @@ inline Bits bitsOf(SFWAHVector& vector) {
 // sparse, dense, long runs, single-byte groups between zero fills of 1 to
 // 300 groups, or stretches mixing all of these.
 inline Bits randomBits(std::mt19937& random, uint32_t length) {
-  Bits bits(length);
-  const auto draw = [&](uint32_t low, uint32_t high) { return std::uniform_int_distribution<uint32_t>(low, high)(random); };
+  const auto draw = [&](uint32_t low, uint32_t high) {
+    return std::uniform_int_distribution<uint32_t>(low, high)(random);
+  };
   const auto chance = [&](double p) { return std::uniform_real_distribution<double>(0, 1)(random) < p; };
-  switch (draw(0, 6)) {
-    case 0:
-      break;
-    case 1:
-      bits.assign(length, true);
-      break;
-    case 2:
-      for (uint32_t i = 0; i < length; ++i) bits[i] = chance(0.003);
-      break;
-    case 3:
-      for (uint32_t i = 0; i < length; ++i) bits[i] = chance(0.5);
-      break;
-    case 4: {
-      bool one = chance(0.5);
-      for (uint32_t i = 0; i < length; one = !one) {
-        for (uint32_t end = std::min(length, i + draw(1, 9000)); i < end; ++i) bits[i] = one;
-      }
-      break;
+  Bits bits(length);
+  const auto fill = [&](uint32_t from, uint32_t end, double density) {
+    for (uint32_t i = from; i < std::min(end, length); ++i) bits[i] = chance(density);
+  };
+  const uint32_t shape = draw(0, 6);
+  if (shape < 4) {
+    fill(0, length, shape == 0 ? 0.0 : shape == 1 ? 1.0 : shape == 2 ? 0.003 : 0.5);
+  } else if (shape == 4) {
+    for (uint32_t i = 0, one = draw(0, 1), run; i < length; one = !one, i += run) {
+      fill(i, i + (run = draw(1, 9000)), one);
     }
-    case 5:
-      // A single-byte group, then a gap of whole zero groups.
-      for (uint32_t group = draw(0, 3); group * 31 < length; group += 1 + draw(1, 300)) {
-        const uint32_t byte = draw(0, 3);
-        const uint32_t from = group * 31 + (byte == 3 ? 0 : 23 - 8 * byte);
-        const uint32_t width = byte == 3 ? 7 : 8;
-        for (uint32_t b = from; b < from + width && b < length; ++b) bits[b] = chance(0.3);
-      }
-      break;
-    default:
-      for (uint32_t i = 0; i < length;) {
-        const uint32_t end = std::min(length, i + draw(1, 400));
-        const uint32_t kind = draw(0, 3);
-        const double density = kind == 0 ? 0.02 : kind == 1 ? 0.5 : kind == 2 ? 1.0 : 0.0;
-        for (; i < end; ++i) bits[i] = chance(density);
-      }
-      break;
+  } else if (shape == 5) {
+    // A single-byte group, then a gap of whole zero groups.
+    for (uint32_t group = draw(0, 3); group * 31 < length; group += 1 + draw(1, 300)) {
+      const uint32_t byte = draw(0, 3);
+      const uint32_t from = group * 31 + (byte == 3 ? 0 : 23 - 8 * byte);
+      fill(from, from + (byte == 3 ? 7 : 8), 0.3);
+    }
+  } else {
+    const double densities[] = {0.02, 0.5, 1.0, 0.0};
+    for (uint32_t i = 0, run; i < length; i += run) {
+      fill(i, i + (run = draw(1, 400)), densities[draw(0, 3)]);
+    }
   }
   return bits;
+}
+
+inline std::string bytes(std::initializer_list<uint8_t> list) {
+  return std::string(list.begin(), list.end());
 }
 
 // Bits of `length` with ones at the given positions (counted from 1).
@@ -162,26 +154,22 @@ inline Bits bitsWithOnes(uint32_t length, std::initializer_list<uint32_t> ones) 
   return bits;
 }
 
-inline ::testing::AssertionResult checkFailure(const std::string& what, bool levelRight, const std::string& text) {
-  const std::string end = "," + text;
-  if (!levelRight) return ::testing::AssertionFailure() << "wrong level: " << what;
-  if (what.size() < end.size() || what.compare(what.size() - end.size(), end.size(), end) != 0) {
-    return ::testing::AssertionFailure() << "raised " << what << ", expected " << text;
-  }
-  return ::testing::AssertionSuccess();
-}
-
 // Runs `action` and checks that it raises `text` at `level` (1 logic, 2 runtime).
 template <typename Action>
 ::testing::AssertionResult raises(Action action, int level, const std::string& text) {
+  std::string what = "nothing";
   try {
     action();
   } catch (const std::logic_error& failure) {
-    return checkFailure(failure.what(), level == 1, text);
+    what = level == 1 ? failure.what() : "a logic error";
   } catch (const std::runtime_error& failure) {
-    return checkFailure(failure.what(), level == 2, text);
+    what = level == 2 ? failure.what() : "a runtime error";
   }
-  return ::testing::AssertionFailure() << "nothing raised, expected " << text;
+  const std::string end = "," + text;
+  if (what.size() >= end.size() && what.compare(what.size() - end.size(), end.size(), end) == 0) {
+    return ::testing::AssertionSuccess();
+  }
+  return ::testing::AssertionFailure() << "raised " << what << ", expected " << text;
 }
 
 }  // namespace quern::test

@@ -2,8 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "index/indextesting.h"
-#include "kinds/e1indexreader.h"
+#include "codec/sfwahtesting.h"
 #include "storage/closingblock.h"
 #include "support/tempdir.h"
 
@@ -70,37 +69,6 @@ TEST(E1Indexer, RefusalsLeaveTheIndexerAsItWas) {
   feed(sharing);
   EXPECT_TRUE(raises([&] { (void)sharing.cacheBytes(); }, 1, "no memory cache owned"));
   EXPECT_GE(shared.totalBytes(), CMemCache::kMinChunk);
-}
-
-// Terms first seen late, seen only first or last, and one value throughout:
-// every bitmap covers exactly the record count.
-TEST(E1Indexer, BitmapsCoverEveryRecord) {
-  TempDir dir;
-  E1Indexer indexer(nullptr);
-  const uint32_t records = 150;
-  for (uint32_t id = 1; id <= records; ++id) {
-    add(indexer, id == 1 ? "first" : id == 100 ? "hundred" : id == records ? "last" : "common");
-  }
-  writeFile(indexer, dir.file("f.e1"));
-  E1IndexReader reader(dir.file("f.e1").c_str());
-  const auto bitsOf = [&](const std::string& value) {
-    std::unique_ptr<SFWAHVector> vector = reader.search(value.data(), static_cast<uint32_t>(value.size()));
-    return vector ? test::vectorBits(*vector) : test::Bits();
-  };
-  EXPECT_EQ(bitsOf("first"), test::bitsWithOnes(records, {1}));
-  EXPECT_EQ(bitsOf("hundred"), test::bitsWithOnes(records, {100}));
-  EXPECT_EQ(bitsOf("last"), test::bitsWithOnes(records, {records}));
-  test::Bits common(records, true);
-  common[0] = common[99] = common[records - 1] = false;
-  EXPECT_EQ(bitsOf("common"), common);
-
-  E1Indexer single(nullptr);
-  for (uint32_t id = 0; id < 1000; ++id) add(single, "same");
-  writeFile(single, dir.file("s.e1"));
-  E1IndexReader singleReader(dir.file("s.e1").c_str());
-  ASSERT_EQ(singleReader.termCount(), 1u);
-  std::unique_ptr<SFWAHVector> all = singleReader.search("same", 4);
-  EXPECT_EQ(test::vectorBits(*all), test::Bits(1000, true));
 }
 
 }  // namespace

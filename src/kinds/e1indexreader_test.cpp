@@ -5,7 +5,7 @@
 #include <map>
 #include <random>
 
-#include "index/indextesting.h"
+#include "codec/sfwahtesting.h"
 #include "kinds/e1indexer.h"
 #include "storage/closingblock.h"
 #include "support/tempdir.h"
@@ -47,9 +47,7 @@ std::vector<std::string> randomValues(std::mt19937& random, uint32_t count) {
 Model modelOf(const std::vector<std::string>& values) {
   Model model;
   for (size_t i = 0; i < values.size(); ++i) {
-    Bits& bits = model[values[i]];
-    bits.resize(values.size());
-    bits[i] = true;
+    model.try_emplace(values[i], values.size()).first->second[i] = true;
   }
   return model;
 }
@@ -79,12 +77,11 @@ TEST(E1IndexReader, SearchAndScanAgreeWithModel) {
     uint32_t index = 0;
     for (const auto& [value, bits] : model) {
       EXPECT_EQ(reader.term(index++), value);
-      std::unique_ptr<SFWAHVector> first = find(reader, value);
-      std::unique_ptr<SFWAHVector> second = find(reader, value);
+      std::unique_ptr<SFWAHVector> first = find(reader, value), second = find(reader, value);
       ASSERT_TRUE(first && second);
-      EXPECT_EQ(test::vectorBits(*first), bits);
+      EXPECT_EQ(test::bitsOf(*first), bits);
       first.reset();  // the second result stands on its own
-      EXPECT_EQ(test::vectorBits(*second), bits);
+      EXPECT_EQ(test::bitsOf(*second), bits);
       EXPECT_EQ(find(reader, value + "z"), nullptr);
     }
     EXPECT_EQ(find(reader, "never"), nullptr);
@@ -97,7 +94,7 @@ TEST(E1IndexReader, SearchAndScanAgreeWithModel) {
       std::string term;
       std::unique_ptr<SFWAHVector> vector = reader.nextTerm(term);
       EXPECT_EQ(term, value);
-      EXPECT_EQ(test::vectorBits(*vector), bits);
+      EXPECT_EQ(test::bitsOf(*vector), bits);
     }
     EXPECT_EQ(reader.scanCursor(), reader.scanTermCount());
   }
@@ -131,13 +128,10 @@ TEST(E1IndexReader, DamagedFilesAreRefusedCleanly) {
   const std::string checksumText = "open " + path + " fail, meta checksum incorrect";
   const auto tryOpen = [&](const std::string& content) {
     test::writeFile(path, content);
-    try {
+    return test::failureText([&] {
       E1IndexReader reader(path.c_str());
       for (uint32_t i = 0; i < reader.termCount(); ++i) EXPECT_NE(find(reader, reader.term(i)), nullptr);
-      return std::string();
-    } catch (const std::runtime_error& failure) {
-      return std::string(failure.what());
-    }
+    });
   };
   // Every byte of the body; the closing block and short cuts are alike
   // throughout, so a stride samples them.
@@ -146,11 +140,11 @@ TEST(E1IndexReader, DamagedFilesAreRefusedCleanly) {
     std::string flipped = good;
     flipped[at] = static_cast<char>(flipped[at] ^ 0x5A);
     const std::string failure = tryOpen(flipped);
-    if (at >= body) {
-      EXPECT_NE(failure.find(checksumText), std::string::npos) << at;
-    }
+    EXPECT_TRUE(at < body || failure.find(checksumText) != std::string::npos) << at << failure;
   }
-  for (size_t size = 0; size < good.size(); size += step(good.size() - size)) EXPECT_NE(tryOpen(good.substr(0, size)), "") << size;
+  for (size_t size = 0; size < good.size(); size += step(good.size() - size)) {
+    EXPECT_NE(tryOpen(good.substr(0, size)), "no failure") << size;
+  }
 }
 
 // Counts and lengths that point past the end are refused before anything
