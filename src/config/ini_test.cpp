@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cctype>
 #include <cstring>
-#include <map>
 #include <random>
 #include <string>
 #include <vector>
@@ -91,8 +90,7 @@ TEST_F(IniFileTest, NamesAgreeOnTheirFirst64Characters) {
 }
 
 TEST_F(IniFileTest, KeyTablesGrowAndLaterSectionsStartLarger) {
-  std::string text = "[big]\n";
-  std::string expected = "[big]\n";
+  std::string text = "[big]\n", expected = "[big]\n";
   for (int i = 0; i < 12; ++i) {
     text += "k" + std::to_string(i) + "=" + std::to_string(i) + "\n";
     expected += "k" + std::to_string(i) + " = " + std::to_string(i) + "\n";
@@ -164,21 +162,21 @@ TEST_F(IniFileTest, UnchangedFileIsNotReadAgain) {
 }
 
 TEST_F(IniFileTest, FileErrorsAreResultCodes) {
+  namespace faults = platform::faults;
   writeFile(m_file, "[s]\na=1\n");
-  platform::faults::arm(1, platform::faults::Effect::Fail, unsigned(platform::faults::Op::Read));
+  faults::arm(1, faults::Effect::Fail, unsigned(faults::Op::Read));
   EXPECT_EQ(m_ini.Load(m_file.c_str()), -1) << "a read error is no shorter file";
   ASSERT_EQ(m_ini.Load(m_file.c_str()), 0) << "and the next load reads again";
-
   const std::string out = m_dir.file("out.ini");
-  for (auto op : {platform::faults::Op::Open, platform::faults::Op::Write, platform::faults::Op::Sync,
-                  platform::faults::Op::Close}) {
-    platform::faults::arm(1, platform::faults::Effect::Fail, unsigned(op));
+  const std::pair<faults::Op, faults::Effect> cases[] = {
+      {faults::Op::Open, faults::Effect::Fail},  {faults::Op::Write, faults::Effect::Fail},
+      {faults::Op::Sync, faults::Effect::Fail},  {faults::Op::Close, faults::Effect::Fail},
+      {faults::Op::Write, faults::Effect::ShortWrite}};
+  for (const auto& [op, effect] : cases) {
+    faults::arm(1, effect, unsigned(op));
     EXPECT_EQ(m_ini.Save(out.c_str()), -1) << "op " << unsigned(op);
-    platform::faults::disarm();
+    faults::disarm();
   }
-  platform::faults::arm(1, platform::faults::Effect::ShortWrite, unsigned(platform::faults::Op::Write));
-  EXPECT_EQ(m_ini.Save(out.c_str()), -1);
-  platform::faults::disarm();
 }
 
 // Random documents against a model of sections and keys: lowered names,
@@ -194,31 +192,29 @@ TEST_F(IniFileTest, MatchesModelOnRandomDocuments) {
     for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
     return text;
   };
+  using Keys = std::vector<std::pair<std::string, std::string>>;  // lowered key, value
   for (int round = 0; round < 20; ++round) {
-    struct ModelSection {
-      std::string name;
-      std::vector<std::pair<std::string, std::string>> keys;  // lowered key, value
-    };
-    std::vector<ModelSection> model;
+    std::vector<std::pair<std::string, Keys>> model;  // section's first spelling, keys
     std::string text;
-    ModelSection* current = nullptr;
+    Keys* keys = nullptr;
     for (int line = 0; line < 300; ++line) {
       const unsigned kind = random() % 10;
       if (kind == 0) {
         text += "; " + pick("abc =[]", 5) + "\n";
-      } else if (kind == 1 || current == nullptr) {
+      } else if (kind == 1 || keys == nullptr) {
         const std::string name = pick("aAbB", 2);
         text += "[" + name + "]\n";
-        auto found = std::find_if(model.begin(), model.end(), [&](auto& s) { return lower(s.name) == lower(name); });
-        current = found != model.end() ? &*found : &model.emplace_back(ModelSection{name, {}});
+        const auto same = [&](auto& section) { return lower(section.first) == lower(name); };
+        auto found = std::find_if(model.begin(), model.end(), same);
+        keys = &(found != model.end() ? *found : model.emplace_back(name, Keys())).second;
       } else {
-        const std::string key = pick("xXyYzZ", 2);
-        const std::string val = pick("ab= \t", random() % 6);
+        const std::string key = pick("xXyYzZ", 2), val = pick("ab= \t", random() % 6);
         const bool spaced = random() % 2 != 0;
         text += key + (spaced ? " = " : "=") + val + "\n";
-        auto& keys = current->keys;
-        if (std::none_of(keys.begin(), keys.end(), [&](auto& k) { return k.first == lower(key); })) {
-          keys.emplace_back(lower(key), !spaced && !val.empty() && val[0] == ' ' ? val.substr(1) : val);
+        const auto known = [&](auto& k) { return k.first == lower(key); };
+        const bool cut = !spaced && !val.empty() && val[0] == ' ';
+        if (std::none_of(keys->begin(), keys->end(), known)) {
+          keys->emplace_back(lower(key), cut ? val.substr(1) : val);
         }
       }
     }
@@ -229,10 +225,10 @@ TEST_F(IniFileTest, MatchesModelOnRandomDocuments) {
       ASSERT_EQ(ini.Load(m_file.c_str()), 0);
       ASSERT_EQ(ini.sectionCount(), model.size());
       auto* entry = ini.firstSection();
-      for (const ModelSection& expected : model) {
-        EXPECT_EQ(entry->value.name, expected.name);
-        EXPECT_EQ(entry->value.keys.count(), expected.keys.size());
-        for (const auto& [key, val] : expected.keys) {
+      for (const auto& [name, expected] : model) {
+        EXPECT_EQ(entry->value.name, name);
+        EXPECT_EQ(entry->value.keys.count(), expected.size());
+        for (const auto& [key, val] : expected) {
           const char* found = ini.Value(&entry->value, key.c_str());
           ASSERT_NE(found, nullptr) << key;
           EXPECT_EQ(found, val);
