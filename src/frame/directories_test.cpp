@@ -1,9 +1,9 @@
 #include "frame/directories.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <filesystem>
-
 #include <stdexcept>
 #include <string>
 
@@ -13,6 +13,8 @@
 namespace quern {
 namespace {
 
+using ::testing::HasSubstr;
+using test::failureText;
 using test::readFile;
 using test::TempDir;
 using test::writeFile;
@@ -20,15 +22,6 @@ using test::writeFile;
 bool isDir(const std::string& path) {
   bool directory = false;
   return platform::isDirectory(path.c_str(), directory) && directory;
-}
-
-std::string raisedText(const std::function<void()>& body) {
-  try {
-    body();
-  } catch (const std::runtime_error& failure) {
-    return failure.what();
-  }
-  return "";
 }
 
 TEST(Directories, MakeDirectoriesCreatesEveryMissingLevel) {
@@ -53,12 +46,10 @@ TEST(Directories, MoveFilesTakesPlainFilesAndReplaces) {
   EXPECT_FALSE(platform::fileExists(dir.file("src/x.e1").c_str()));
   EXPECT_EQ(readFile(dir.file("src/keep/y")), "stays") << "subdirectories are not moved";
 
-  EXPECT_NE(raisedText([] { MoveFiles("", "x"); }).find(",invalid directory , x"), std::string::npos);
-  const std::string text = raisedText([&] { MoveFiles(dir.file("none"), dir.file("dst")); });
-  EXPECT_NE(text.find("move files " + dir.file("none") + "/ to " + dir.file("dst") +
-                      "/ fail, last error: failed to opendir: "),
-            std::string::npos)
-      << text;
+  EXPECT_THAT(failureText([] { MoveFiles("", "x"); }), HasSubstr(",invalid directory , x"));
+  EXPECT_THAT(failureText([&] { MoveFiles(dir.file("none"), dir.file("dst")); }),
+              HasSubstr("move files " + dir.file("none") + "/ to " + dir.file("dst") +
+                        "/ fail, last error: failed to opendir: "));
 }
 
 TEST(Directories, RemoveDirectoryTakesTheWholeTree) {
@@ -79,11 +70,10 @@ TEST(Directories, RemoveDirectoryTakesTheWholeTree) {
   MakeDirectories(dir.file("long"));
   const std::string name(260 - dir.file("long/").size(), 'n');
   writeFile(dir.file("long/" + name), "");
-  const std::string text = raisedText([&] { RemoveDirectory(dir.file("long")); });
-  EXPECT_NE(text.find("remove directory " + dir.file("long/") + " fail, last error: file name too long: " + name),
-            std::string::npos)
-      << text;
-  EXPECT_NE(raisedText([] { RemoveDirectory(""); }).find(",invalid directory "), std::string::npos);
+  EXPECT_THAT(failureText([&] { RemoveDirectory(dir.file("long")); }),
+              HasSubstr("remove directory " + dir.file("long/") +
+                        " fail, last error: file name too long: " + name));
+  EXPECT_THAT(failureText([] { RemoveDirectory(""); }), HasSubstr(",invalid directory "));
 }
 
 }  // namespace
