@@ -1,5 +1,6 @@
 #include "index/datastore.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <map>
@@ -12,18 +13,10 @@
 namespace quern {
 namespace {
 
+using ::testing::HasSubstr;
 using test::readFile;
 using test::TempDir;
 using test::writeFile;
-
-std::string failureOf(const std::function<void()>& body) {
-  try {
-    body();
-  } catch (const std::exception& failure) {
-    return failure.what();
-  }
-  return "no failure";
-}
 
 TEST(DataStore, WorkedExampleByteForByte) {
   TempDir dir;
@@ -52,14 +45,10 @@ TEST(DataStore, WorkedExampleByteForByte) {
 TEST(DataStore, EmptyStoreAndPathRows) {
   TempDir dir;
   const std::string base = dir.file("store");
-  {
-    CDataWriter writer(base);
-    writer.finish();
-  }
-  EXPECT_EQ(readFile(base + ".di").size(), 4u + closing::kSize);
+  CDataWriter(base).finish();
   CDataReader empty(base.c_str());
   EXPECT_TRUE(empty.entries().empty());
-  EXPECT_NE(failureOf([&] { empty.locator(1); }), "no failure");
+  EXPECT_NE(test::failureText([&] { empty.locator(1); }), "no failure");
 
   {
     CDataWriter writer(base);
@@ -74,61 +63,46 @@ TEST(DataStore, EmptyStoreAndPathRows) {
   EXPECT_EQ(reader.logPath(2), "logs/123abc.qvlog") << "A, B, A makes three rows";
   EXPECT_EQ(reader.locator(2), "9:10:0");
   EXPECT_EQ(reader.entries().at(1).logOffset, 5000000000ULL);
-  EXPECT_NE(failureOf([&] { reader.locator(4); }).find("invalid path logs/"), std::string::npos);
+  EXPECT_THAT(test::failureText([&] { reader.locator(4); }), HasSubstr("invalid path logs/"));
 }
 
 TEST(DataStore, PathLengthLimitAndDamagedFiles) {
   TempDir dir;
   const std::string base = dir.file("store");
-  for (size_t length : {size_t{1024}, size_t{1025}}) {
-    {
-      CDataWriter writer(base);
-      writer.addRecord(1, 28, std::string(length, 'p'));
-      writer.finish();
-    }
-    const std::string text = failureOf([&] { CDataReader reader(base.c_str()); });
-    if (length == 1024) EXPECT_EQ(text, "no failure");
-    else EXPECT_NE(text.find("path_size 1025 is invalid"), std::string::npos) << text;
-  }
-
-  {
+  const auto write = [&](const std::string& path, bool finish) {
     CDataWriter writer(base);
-    writer.addRecord(1, 28, "x/1");
-  }  // interrupted: no closing block
-  EXPECT_NE(failureOf([&] { CDataReader reader(base.c_str()); }).find("construct CDataReader fail"),
-            std::string::npos);
-  EXPECT_NE(failureOf([] { CDataReader reader(nullptr); }).find("Invalid param(storeFileName)"), std::string::npos);
+    writer.addRecord(1, 28, path);
+    if (finish) writer.finish();
+  };
+  const auto open = [&] { return test::failureText([&] { CDataReader reader(base.c_str()); }); };
+  write(std::string(1024, 'p'), true);
+  EXPECT_EQ(open(), "no failure");
+  write(std::string(1025, 'p'), true);
+  EXPECT_THAT(open(), HasSubstr("path_size 1025 is invalid"));
+  write("x/1", false);  // interrupted: no closing block
+  EXPECT_THAT(open(), HasSubstr("construct CDataReader fail"));
+  EXPECT_THAT(test::failureText([] { CDataReader reader(nullptr); }),
+              HasSubstr("Invalid param(storeFileName)"));
 
-  {
-    CDataWriter writer(base);
-    writer.addRecord(1, 28, "x/1");
-    writer.finish();
-  }
+  write("x/1", true);
   const std::string good = readFile(base + ".di");
+  std::string bytes;
   std::mt19937 random(7);
   for (int trial = 0; trial < 300; ++trial) {
-    std::string bytes = good;
+    bytes = good;
     if (trial % 3 == 0) {
       bytes.resize(random() % bytes.size());
     } else {
       bytes[random() % bytes.size()] ^= static_cast<char>(1 + random() % 255);
     }
     writeFile(base + ".di", bytes);
-    try {
-      CDataReader reader(base.c_str());
-      reader.locator(1);
-    } catch (const std::runtime_error&) {
-      // a clean refusal is all that is asked
-    }
+    // A clean refusal is all that is asked.
+    test::failureText([&] { CDataReader(base.c_str()).locator(1); });
   }
-  writeFile(base + ".di", good);
-  EXPECT_NE(failureOf([&] {
-              std::string bytes = good;
-              bytes[16] = 9;  // the path count, outside the checksum
-              writeFile(base + ".di", bytes);
-              CDataReader reader(base.c_str());
-            }),
-            "no failure");
+  bytes = good;
+  bytes[16] = 9;  // the path count, outside the checksum
+  writeFile(base + ".di", bytes);
+  EXPECT_NE(open(), "no failure");
 }
 
 TEST(DataStore, MergeShiftsIdsAndMatchesAModel) {
@@ -146,8 +120,7 @@ TEST(DataStore, MergeShiftsIdsAndMatchesAModel) {
       for (int block = 0; block < 20; ++block) {
         const uint32_t records = 1 + random() % 5;
         const uint64_t offset = 28 + 1000ULL * block;
-        const std::string log = "dir/" + std::to_string(source * 10 + block / 7);
-        writer.addRecord(next, offset, log);
+        writer.addRecord(next, offset, "dir/" + std::to_string(source * 10 + block / 7));
         for (uint32_t r = 0; r < records; ++r) {
           model[base + next + r] = std::to_string(source * 10 + block / 7) + ":" + std::to_string(offset) + ":" +
                                    std::to_string(r);
