@@ -1,5 +1,6 @@
 #include "index/mergequeue.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <random>
@@ -7,6 +8,8 @@
 #include <stdexcept>
 #include <utility>
 #include <vector>
+
+#include "support/tempdir.h"
 
 namespace quern {
 namespace {
@@ -96,12 +99,8 @@ TEST(CPriorityQueue, RefusesNullFullAndZeroCapacity) {
   EXPECT_THROW(one.insert(nullptr), std::runtime_error);
   EXPECT_THROW(one.put(nullptr), std::runtime_error);
   one.put(&a);
-  try {
-    one.put(&b);
-    FAIL();
-  } catch (const std::runtime_error& failure) {
-    EXPECT_NE(std::string(failure.what()).find(",put error, the queue is full!"), std::string::npos);
-  }
+  EXPECT_THAT(test::failureText([&] { one.put(&b); }),
+              ::testing::EndsWith(",put error, the queue is full!"));
 }
 
 }  // namespace
