@@ -51,16 +51,16 @@ TEST_F(E1MergeTest, WorkedExampleByteForByte) {
   writeSource(m_dir.file("s1.e1"), {"B", "B"});
   mergeFiles({m_dir.file("s0.e1"), m_dir.file("s1.e1")}, m_dir.file("m.e1"));
   std::string expected;
-  const auto u32 = [&](uint32_t v) { for (int i = 0; i < 4; ++i) expected += static_cast<char>(v >> (8 * i)); };
-  for (uint32_t v : {2u, 2u, 2u, 0xA0000000u, 3u, 0u, 2u, 2u, 2u, 2u, 0x40000000u, 3u, 0xC0000000u, 2u, 2u, 3u, 2u, 2u}) {
-    u32(v);
-  }
-  u32(1);
+  const auto u32 = [&](std::initializer_list<uint32_t> words) {
+    for (uint32_t v : words) {
+      expected += std::string{char(v), char(v >> 8), char(v >> 16), char(v >> 24)};
+    }
+  };
+  u32({2, 2, 2, 0xA0000000, 3, 0, 2, 2, 2, 2, 0x40000000, 3, 0xC0000000, 2, 2, 3, 2, 2, 1});
   expected += 'A';
-  u32(0), u32(0);
-  u32(1);
+  u32({0, 0, 1});
   expected += 'B';
-  u32(0x1C), u32(0);
+  u32({0x1C, 0});
   const std::string file = test::readFile(m_dir.file("m.e1"));
   ASSERT_EQ(file.size(), 98u + 1024u);
   EXPECT_EQ(file.substr(0, 98), expected);
@@ -96,9 +96,7 @@ TEST_F(E1MergeTest, MergesMatchTheModel) {
 
     std::map<std::string, Bits> model;
     for (size_t r = 0; r < all.size(); ++r) {
-      Bits& bits = model[all[r]];
-      bits.resize(all.size(), false);
-      bits[r] = true;
+      model.try_emplace(all[r], all.size()).first->second[r] = true;
     }
     E1IndexReader merged(m_dir.file("m2.e1").c_str());
     ASSERT_EQ(merged.recordCounts().size(), sourceCount + 1u) << "merged-of-merged keeps its segments";
