@@ -1,7 +1,7 @@
-// The byte table of the counting walks: for each byte value, how many bits
-// are set and their offsets from the top bit (offset 0) down. Counting goes
-// through it rather than a popcount instruction, which a baseline x86 or
-// i686 build lacks.
+// Bit counting for the counting walks. A baseline x86 or i686 build has no
+// popcount instruction, so words are counted by arithmetic; the byte table
+// gives, for each byte value, its set bits' offsets from the top bit (offset
+// 0) down, for walks that put positions.
 #pragma once
 
 #include <array>
@@ -26,10 +26,16 @@ constexpr std::array<ByteBits, 256> makeByteTable() {
 
 inline constexpr std::array<ByteBits, 256> kByteBits = makeByteTable();
 
-// Set bits among the low 31 bits of a word.
-inline uint32_t onesIn31(uint32_t word) {
-  return kByteBits[word & 0xFF].count + kByteBits[(word >> 8) & 0xFF].count + kByteBits[(word >> 16) & 0xFF].count +
-         kByteBits[(word >> 24) & 0x7F].count;
+// Set bits of a word, by halves, nibbles and bytes: no table loads and no
+// library call on builds without a popcount instruction.
+inline uint32_t onesIn32(uint32_t word) {
+  word -= (word >> 1) & 0x55555555u;
+  word = (word & 0x33333333u) + ((word >> 2) & 0x33333333u);
+  word = (word + (word >> 4)) & 0x0F0F0F0Fu;
+  return (word * 0x01010101u) >> 24;
 }
+
+// Set bits among the low 31 bits of a word.
+inline uint32_t onesIn31(uint32_t word) { return onesIn32(word & 0x7FFFFFFFu); }
 
 }  // namespace quern::sfwah
