@@ -12,26 +12,6 @@ SFWAHCount::SFWAHCount(SFWAHVector* bits) : m_bits(bits) {
   if (bits == nullptr) QRN_RAISE(2, "invalid param(bits)");
 }
 
-namespace {
-
-// One bits of a stored word, compact words included. Literals, the bulk of
-// dense vectors, are tested for first.
-uint32_t onesIn(uint32_t word) {
-  if (isLiteral(word)) return onesIn31(word);
-  switch (word >> 29) {
-    case 1:
-      return onesIn32(word & 0xFF00FFu);
-    case 2:
-      return onesIn32(word & 0xFF00u);
-    case 3:
-      return fillCount(word) * kGroupSize;
-    default:
-      return 0;
-  }
-}
-
-}  // namespace
-
 // Stored words are counted as they stand: a compact word's fill holds no
 // ones, so nothing needs expanding.
 uint32_t SFWAHCount::run() {
@@ -40,7 +20,7 @@ uint32_t SFWAHCount::run() {
   while (chunks.nextSegment()) {
     const uint8_t* data = nullptr;
     for (uint32_t n = chunks.takeCodedWords(data); n != 0; n = chunks.takeCodedWords(data)) {
-      for (const uint8_t* end = data + 4 * n; data != end; data += 4) count += onesIn(loadLE32(data));
+      for (const uint8_t* end = data + 4 * n; data != end; data += 4) count += onesInStored(loadLE32(data));
     }
     uint32_t tail = 0;
     chunks.readTail(tail);

@@ -2,7 +2,6 @@
 
 #include "codec/sfwahbytes.h"
 #include "codec/sfwahcount.h"
-#include "codec/sfwahcursor.h"
 #include "codec/sfwahvector.h"
 #include "frame/exception.h"
 
@@ -27,26 +26,20 @@ std::unique_ptr<CRingQueue> SFWAHTop::run(uint32_t* total) {
   chunks.restoreMark(start);
   const uint32_t quiet = all > m_n ? all - m_n : 0;
   while (chunks.nextSegment()) {
-    for (SFWAHCursor cursor(chunks); cursor.ready(); cursor.pop()) {
-      const uint32_t word = cursor.front();
-      if (isLiteral(word)) {
-        const uint32_t ones = onesIn31(word);
-        if (m_total + ones > quiet) {
-          putLiteral(word);
-        } else {
+    const uint8_t* data = nullptr;
+    for (uint32_t n = chunks.takeCodedWords(data); n != 0; n = chunks.takeCodedWords(data)) {
+      for (const uint8_t* end = data + 4 * n; data != end; data += 4) {
+        const uint32_t word = loadLE32(data);
+        const uint32_t ones = onesInStored(word);
+        if (m_total + ones <= quiet) {
+          // Whole stored words pass while none of their ones can be kept.
           m_total += ones;
-          m_position += kGroupSize;
-        }
-      } else if (isOneFill(word)) {
-        const uint32_t ones = fillCount(word) * kGroupSize;
-        if (m_total + ones > quiet) {
-          putOnes(fillCount(word));
+          m_position += groupsOf(word) * kGroupSize;
         } else {
-          m_total += ones;
-          m_position += ones;
+          uint32_t words[3];
+          const uint32_t count = expandWord(word, words);
+          for (uint32_t i = 0; i < count; ++i) putWord(words[i], quiet);
         }
-      } else {
-        m_position += word * kGroupSize;
       }
     }
     uint32_t tail = 0;
@@ -56,6 +49,28 @@ std::unique_ptr<CRingQueue> SFWAHTop::run(uint32_t* total) {
   *total = m_total;
   m_queue->setSize(m_total);
   return std::move(m_queue);
+}
+
+void SFWAHTop::putWord(uint32_t word, uint32_t quiet) {
+  if (isLiteral(word)) {
+    const uint32_t ones = onesIn31(word);
+    if (m_total + ones > quiet) {
+      putLiteral(word);
+    } else {
+      m_total += ones;
+      m_position += kGroupSize;
+    }
+  } else if (isOneFill(word)) {
+    const uint32_t ones = fillCount(word) * kGroupSize;
+    if (m_total + ones > quiet) {
+      putOnes(fillCount(word));
+    } else {
+      m_total += ones;
+      m_position += ones;
+    }
+  } else {
+    m_position += word * kGroupSize;
+  }
 }
 
 void SFWAHTop::putLiteral(uint32_t word) {

@@ -27,6 +27,8 @@ class SFWAHTop {
   std::unique_ptr<CRingQueue> run(uint32_t* total);
 
  private:
+  // A logical word: its ones are put only past the first `quiet` ones.
+  void putWord(uint32_t word, uint32_t quiet);
   void putLiteral(uint32_t word);
   void putOnes(uint32_t groups);
   void putTail(uint32_t word, uint32_t length);
