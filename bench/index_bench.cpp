@@ -23,6 +23,7 @@
 #include "intake/collector.h"
 #include "intake/framereader.h"
 #include "intake/frameview.h"
+#include "platform/platform.h"
 #include "qvloggen.h"
 
 namespace {
@@ -194,6 +195,28 @@ void BM_MergeOpen(benchmark::State& state) {
   state.SetBytesProcessed(static_cast<int64_t>(fieldBytes * state.iterations()));
 }
 BENCHMARK(BM_MergeOpen)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+// What any merge of these slices must at least do: read every field file
+// through 64 KiB reads and write the bytes to one file, synced to disk.
+void BM_CopyFloor(benchmark::State& state) {
+  uint64_t fieldBytes = 0;
+  const std::vector<std::string>& inputs = slices(fieldBytes);
+  std::vector<char> buffer(1u << 16);
+  for (auto _ : state) {
+    auto out = platform::File::open("copy", "wb");
+    for (const std::string& input : inputs) {
+      for (const auto& entry : fs::directory_iterator(input)) {
+        if (entry.path().extension() != ".e1") continue;
+        auto in = platform::File::open(entry.path().string().c_str(), "rb");
+        for (size_t n; (n = in->read(buffer.data(), buffer.size())) != 0;) out->write(buffer.data(), n);
+      }
+    }
+    if (!out->flush() || !out->sync()) state.SkipWithError("the copy failed");
+  }
+  fs::remove("copy");
+  state.SetBytesProcessed(static_cast<int64_t>(fieldBytes * state.iterations()));
+}
+BENCHMARK(BM_CopyFloor)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 }  // namespace
 
