@@ -5,7 +5,6 @@
 
 #include <map>
 #include <random>
-#include <stdexcept>
 
 #include "storage/closingblock.h"
 #include "support/tempdir.h"
