@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -89,12 +88,8 @@ TEST(GlobalConfigDeathTest, InstanceTriesAgainUntilConfigLoads) {
           const TempDir dir;
           const std::filesystem::path home = std::filesystem::current_path();
           std::filesystem::current_path(dir.path());
-          bool refused = false;
-          try {
-            GlobalConfig::instance();
-          } catch (const std::runtime_error& failure) {
-            refused = std::string(failure.what()).find(",load config.ini failed") != std::string::npos;
-          }
+          const bool refused = test::failureText([] { GlobalConfig::instance(); }).find(",load config.ini failed") !=
+                               std::string::npos;
           writeFile("config.ini", "[Global]\nindexFields = x\n");
           const bool loaded = std::string(GlobalConfig::instance().indexFields()) == "x";
           writeFile("config.ini", "[Global]\nindexFields = y\n");
