@@ -95,15 +95,11 @@ TEST_F(E1MergeTest, MergesMatchTheModel) {
       all.insert(all.end(), values.begin(), values.end());
     }
     // Sources 0..n-1 first, then the result with the extra source n.
-    const std::string last = paths.back();
-    paths.pop_back();
-    mergeFiles(paths, m_dir.file("m1.e1"));
-    mergeFiles({m_dir.file("m1.e1"), last}, m_dir.file("m2.e1"));
+    mergeFiles(std::vector<std::string>(paths.begin(), paths.end() - 1), m_dir.file("m1.e1"));
+    mergeFiles({m_dir.file("m1.e1"), paths.back()}, m_dir.file("m2.e1"));
 
     std::map<std::string, Bits> model;
-    for (size_t r = 0; r < all.size(); ++r) {
-      model.try_emplace(all[r], all.size()).first->second[r] = true;
-    }
+    for (size_t r = 0; r < all.size(); ++r) model.try_emplace(all[r], all.size()).first->second[r] = true;
     E1IndexReader merged(m_dir.file("m2.e1").c_str());
     ASSERT_EQ(merged.recordCounts().size(), sourceCount + 1u) << "merged-of-merged keeps its segments";
     ASSERT_EQ(merged.termCount(), model.size());

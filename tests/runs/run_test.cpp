@@ -71,7 +71,9 @@ class RunTest : public ::testing::Test {
           {"time", f.time},
           {"snap", le32(f.snap.empty() ? 0 : 1)},
           {"g1", le64(topLevel(f))}};
-      for (const auto& [field, value] : values) model[field].try_emplace(value, m_records.size()).first->second[r] = true;
+      for (const auto& [field, value] : values) {
+        model[field].try_emplace(value, m_records.size()).first->second[r] = true;
+      }
       const std::string locator = reader.store()->locator(static_cast<uint32_t>(r + 1));
       EXPECT_EQ(locator.substr(locator.find(':')),
                 ":" + std::to_string(f.blockOffset) + ":" + std::to_string(seenInBlock[f.blockOffset]++))
@@ -107,7 +109,8 @@ TEST_F(RunTest, MergeRunJoinsSlicesAndLeavesEmptyInputsOut) {
   std::vector<std::string> dirs;
   // Two blocks per slice: a block that spans `end` is taken whole.
   for (size_t b = 0; b < m_truth.blocks.size(); b += 2) {
-    dirs.push_back(m_log.index("slice" + std::to_string(b), m_truth.blocks[b].offset, m_truth.blocks[b + 1].offset + 1));
+    const auto& blocks = m_truth.blocks;
+    dirs.push_back(m_log.index("slice" + std::to_string(b), blocks[b].offset, blocks[b + 1].offset + 1));
   }
   dirs.insert(dirs.begin() + 1, m_log.index("empty", m_log.summary.bytes, m_log.summary.bytes + 1));
   std::filesystem::create_directory("merged");
