@@ -17,7 +17,6 @@ namespace quern {
 namespace {
 
 using test::readFile;
-using test::TempDir;
 using test::textFile;
 using test::writeFile;
 
@@ -38,24 +37,21 @@ class IniFileTest : public ::testing::Test {
     return readFile(out);
   }
 
-  TempDir m_dir;
+  test::TempDir m_dir;
   std::string m_file = m_dir.file("test.ini");
   IniFile m_ini;
 };
 
+// The saved text shows every key and value: the first of two equal keys
+// wins, one blank on each side of "=" goes, tabs stay, an empty value still
+// makes its key, a NUL byte ends the line's text, and a line without a key
+// or without "=" is ignored. Lookups ignoring case are the model's.
 TEST_F(IniFileTest, KeyLineRules) {
   load(std::string("[s]\na = 1\nb=2\nc =  3\n=4\nno equals\ne =\nf\t=\t6\nA = dup\n  g = 7\nh = x=y\n"
                    "i = a\0b\n",
                    77));
-  EXPECT_EQ(value("s", "a"), "1") << "the first of two equal keys wins";
-  EXPECT_EQ(value("S", "B"), "2") << "sections and keys ignore case";
-  EXPECT_EQ(value("s", "c"), " 3") << "only one blank goes";
-  EXPECT_EQ(value("s", "e"), "") << "an empty value still makes the key";
-  EXPECT_EQ(value("s", "f\t"), "\t6") << "tabs stay";
-  EXPECT_EQ(value("s", "g"), "7");
-  EXPECT_EQ(value("s", "h"), "x=y");
-  EXPECT_EQ(value("s", "i"), "a") << "a NUL byte ends the line's text";
-  EXPECT_EQ(m_ini.Section("s")->keys.count(), 8u) << "=4 and the line without = are ignored";
+  EXPECT_EQ(value("s", "f\t"), "\t6");
+  EXPECT_EQ(value("s", "g"), "7") << "blanks before the key go";
   EXPECT_EQ(saved(), textFile("[s]\na = 1\nb = 2\nc =  3\ne = \nf\t = \t6\ng = 7\nh = x=y\ni = a\n\n"));
 }
 
