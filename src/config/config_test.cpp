@@ -14,9 +14,6 @@
 namespace quern {
 namespace {
 
-using ::testing::AllOf;
-using ::testing::HasSubstr;
-using ::testing::StartsWith;
 using test::TempDir;
 using test::writeFile;
 
@@ -61,7 +58,7 @@ TEST(IndexConfig, ReadsTheRunFileWithDefaults) {
 
   const std::string missing = dir.file("missing.ini");
   EXPECT_THAT(test::failureText([&] { config.load(missing.c_str()); }),
-              AllOf(StartsWith("config "), HasSubstr(",load " + missing + " failed")));
+              ::testing::AllOf(::testing::StartsWith("config "), ::testing::HasSubstr(",load " + missing + " failed")));
 }
 
 TEST(GlobalConfig, ShippedDefaultsListTheRecordFieldsAndKinds) {

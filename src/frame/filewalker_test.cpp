@@ -11,7 +11,6 @@
 namespace quern {
 namespace {
 
-using test::TempDir;
 using test::writeFile;
 
 struct Seen {
@@ -33,7 +32,7 @@ class FileWalkerTest : public ::testing::Test {
     platform::makeDirectory(m_dir.file("sub").c_str());
     writeFile(m_dir.file("sub/b"), "2");
   }
-  TempDir m_dir;
+  test::TempDir m_dir;
   std::string m_root = m_dir.path() + "/";
 };
 

@@ -18,7 +18,6 @@ namespace {
 using ::testing::HasSubstr;
 using test::Bits;
 using test::raises;
-using test::TempDir;
 using Record = std::vector<std::string>;
 
 // A directory with a config.ini of three e1 fields beside an index
@@ -32,7 +31,7 @@ struct IndexDir {
     fields = std::make_unique<FieldsInfo>(*config);
     EXPECT_TRUE(platform::makeDirectory(out.c_str()));
   }
-  TempDir dir;
+  test::TempDir dir;
   std::string out = dir.file("out/");
   std::unique_ptr<GlobalConfig> config;
   std::unique_ptr<FieldsInfo> fields;

@@ -14,7 +14,6 @@
 namespace quern {
 namespace {
 
-using ::testing::AllOf;
 using ::testing::HasSubstr;
 using test::writeFile;
 
@@ -56,7 +55,7 @@ TEST_F(CollectorTest, GroupsIniIsChecked) {
       {"", ",load groups.ini failed"},
   };
   for (const auto& [ini, message] : cases) {
-    EXPECT_THAT(constructionFailure(ini), AllOf(HasSubstr("collector"), HasSubstr(message)));
+    EXPECT_THAT(constructionFailure(ini), ::testing::AllOf(HasSubstr("collector"), HasSubstr(message)));
   }
   EXPECT_THROW(Collector(nullptr, "x"), std::runtime_error);
 }

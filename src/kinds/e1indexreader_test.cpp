@@ -13,10 +13,9 @@
 namespace quern {
 namespace {
 
-using test::Bits;
 using test::raises;
 using test::TempDir;
-using Model = std::map<std::string, Bits>;
+using Model = std::map<std::string, test::Bits>;
 
 // Values of one of several shapes: long runs, alternation, few values with
 // NUL bytes and lengths that differ only by a trailing byte, unique ones, or

@@ -15,9 +15,6 @@
 namespace quern {
 namespace {
 
-using test::Bits;
-using test::TempDir;
-
 // Records as their values; one E1 file from them.
 void writeSource(const std::string& path, const std::vector<std::string>& values) {
   E1Indexer indexer(nullptr);
@@ -42,7 +39,7 @@ class E1MergeTest : public ::testing::Test {
  protected:
   E1MergeTest() { Suspender::setCurrent(&m_suspender); }
   ~E1MergeTest() override { Suspender::setCurrent(nullptr); }
-  TempDir m_dir;
+  test::TempDir m_dir;
   Suspender m_suspender{1, 1};  // never named a file: never suspends
 };
 
@@ -98,7 +95,7 @@ TEST_F(E1MergeTest, MergesMatchTheModel) {
     mergeFiles(std::vector<std::string>(paths.begin(), paths.end() - 1), m_dir.file("m1.e1"));
     mergeFiles({m_dir.file("m1.e1"), paths.back()}, m_dir.file("m2.e1"));
 
-    std::map<std::string, Bits> model;
+    std::map<std::string, test::Bits> model;
     for (size_t r = 0; r < all.size(); ++r) model.try_emplace(all[r], all.size()).first->second[r] = true;
     E1IndexReader merged(m_dir.file("m2.e1").c_str());
     ASSERT_EQ(merged.recordCounts().size(), sourceCount + 1u) << "merged-of-merged keeps its segments";

@@ -14,7 +14,6 @@ namespace quern {
 namespace {
 
 using ::testing::HasSubstr;
-using test::readFile;
 using test::TempDir;
 using test::writeFile;
 
@@ -27,7 +26,7 @@ std::string writeIndexFile(const std::string& path) {
     out.file().writeChars("TABLE", 5);
     out.writeClosingBlock(table);
   }
-  return readFile(path);
+  return test::readFile(path);
 }
 
 int readBlock(const std::string& path, int64_t& table) {

@@ -12,7 +12,6 @@
 namespace quern {
 namespace {
 
-using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 using test::readFile;
@@ -152,7 +151,7 @@ TEST(FileIO, InjectedFaults) {
   CFileInput in(path.c_str());
   faults::arm(2, faults::Effect::Fail, static_cast<unsigned>(faults::Op::Read));
   EXPECT_EQ(in.getChar(), 'x');
-  EXPECT_THAT(failureOf([&] { in.getChar(); }), AllOf(StartsWith("get char failed, "), HasSubstr(path)));
+  EXPECT_THAT(failureOf([&] { in.getChar(); }), ::testing::AllOf(StartsWith("get char failed, "), HasSubstr(path)));
   EXPECT_EQ(faults::seen(), 2u);
   faults::disarm();
 }

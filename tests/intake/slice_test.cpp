@@ -12,8 +12,6 @@
 namespace quern {
 namespace {
 
-using test::TempDir;
-
 std::vector<std::string> slices(const std::string& path, int expected) {
   const int count = qrn_indexer_slice(path.c_str());
   EXPECT_EQ(count, expected) << qrn_indexer_error();
@@ -31,7 +29,7 @@ std::string sliceText(const qvloggen::TruthBlock& block) {
 // tests check the line it logs), then short files (each slice replaces the
 // list of the one before), then refusals.
 TEST(Slice, MatchesTheGeneratedBlocksStopsAtACutAndRefusesOnlyWhatCannotOpen) {
-  TempDir dir;
+  test::TempDir dir;
   qvloggen::Options options;
   options.seed = 41;
   options.bytes = 3u << 20;

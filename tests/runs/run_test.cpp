@@ -21,7 +21,6 @@ namespace quern {
 namespace {
 
 using qvloggen::TruthFrame;
-using test::Bits;
 using test::writeFile;
 
 std::string le64(uint64_t v) {
