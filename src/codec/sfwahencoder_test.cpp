@@ -22,12 +22,10 @@ Words putAll(const Words& logical) {
   return test::storedWords(*vector.chunks());
 }
 
-TEST(SFWAHEncoder, WorkedExamples) {
-  struct Example {
-    Bits bits;
-    Words words;
-  };
-  const Example examples[] = {
+TEST(SFWAHEncoder, WorkedExamplesAndUniformGroups) {
+  Bits onesThenZeros(103, true);
+  onesThenZeros[100] = onesThenZeros[101] = onesThenZeros[102] = false;
+  const std::pair<Bits, Words> examples[] = {
       {bitsWithOnes(130, {1, 3, 100}), {0x3E500201, 0, 6}},
       {bitsWithOnes(200, {40, 41}), {0x50016004, 0, 14}},
       {bitsWithOnes(1100, {1000}), {0x50208002, 0, 15}},
@@ -36,26 +34,16 @@ TEST(SFWAHEncoder, WorkedExamples) {
       {Bits(), {0, 0}},
       {bitsWithOnes(5, {5}), {0x08000000, 5}},
       {bitsWithOnes(50, {5, 6, 7, 8, 9, 10, 11, 12, 13, 40}), {0x87FC0000, 0x00800000, 19}},
+      {onesThenZeros, {0x60000003, 0xFE000000, 10}},
+      // Uniform groups become fills, never literals, and merge.
+      {Bits(31, true), {0x60000001, 0, 0}},
+      {Bits(62, true), {0x60000002, 0, 0}},
+      {Bits(62, false), {2, 0, 0}},
   };
-  for (const Example& example : examples) {
-    EXPECT_EQ(encode(example.bits), example.words) << example.bits.size();
-    EXPECT_EQ(test::referenceDecode(example.words), example.bits);
+  for (const auto& [bits, words] : examples) {
+    EXPECT_EQ(encode(bits), words) << bits.size();
+    EXPECT_EQ(test::referenceDecode(words), bits);
   }
-  // 100 ones then 3 zeros, grown by runs.
-  SFWAHVector vector(nullptr);
-  vector.encoder()->appendOnes(100);
-  vector.encoder()->appendZeros(3);
-  vector.encoder()->finish();
-  EXPECT_EQ(test::storedWords(*vector.chunks()), (Words{0x60000003, 0xFE000000, 10}));
-}
-
-TEST(SFWAHEncoder, UniformGroupsBecomeFillsAndMerge) {
-  EXPECT_EQ(encode(Bits(31, true)), (Words{0x60000001, 0, 0}));
-  EXPECT_EQ(encode(Bits(62, true)), (Words{0x60000002, 0, 0}));
-  EXPECT_EQ(encode(Bits(62, false)), (Words{2, 0, 0}));
-  // Full counts split at the largest count.
-  EXPECT_EQ(putAll({0x1FFFFFFF, 5}), (Words{0x1FFFFFFF, 5, 0, 0}));
-  EXPECT_EQ(putAll({0x7FFFFFFF, 0x60000002}), (Words{0x7FFFFFFF, 0x60000002, 0, 0}));
 }
 
 TEST(SFWAHEncoder, StateMachineTransitions) {
@@ -72,6 +60,10 @@ TEST(SFWAHEncoder, StateMachineTransitions) {
   EXPECT_EQ(encoder.state(), 2u) << "literal then 256 groups: the literal goes plain";
   encoder.finish();
   EXPECT_EQ(test::storedWords(*vector.chunks()), (Words{256, single, 256, 0, 0}));
+
+  // Full counts split at the largest count.
+  EXPECT_EQ(putAll({0x1FFFFFFF, 5}), (Words{0x1FFFFFFF, 5, 0, 0}));
+  EXPECT_EQ(putAll({0x7FFFFFFF, 0x60000002}), (Words{0x7FFFFFFF, 0x60000002, 0, 0}));
 
   // Fill, literal, fill of 256: 255 groups join the compact word.
   EXPECT_EQ(putAll({7, single, 256}), (Words{0x480701FF, 1, 0, 0}));

@@ -40,13 +40,6 @@ TEST(SFWAHTop, Examples) {
   auto segments = test::makeVector({bitsWithOnes(40, {40}), bitsWithOnes(9, {1})});
   EXPECT_EQ(top(*segments, 5, total), (Positions{41, 40}));
 
-  SFWAHVector counted(nullptr);
-  counted.encoder()->appendOnes(100);
-  counted.encoder()->appendZeros(3);
-  counted.encoder()->finish();
-  counted.chunks()->closeSegment();
-  EXPECT_EQ(counted.count(), 100u);
-
   CRingQueue ring(2);
   for (uint32_t value : {1, 2, 3}) ring.put(value);
   ring.setSize(5);

@@ -11,7 +11,6 @@
 namespace quern {
 namespace {
 
-using test::TempDir;
 using test::writeFile;
 
 struct Seen {
@@ -33,11 +32,11 @@ class FileWalkerTest : public ::testing::Test {
     platform::makeDirectory(m_dir.file("sub").c_str());
     writeFile(m_dir.file("sub/b"), "2");
   }
-  TempDir m_dir;
+  test::TempDir m_dir;
   std::string m_root = m_dir.path() + "/";
 };
 
-TEST_F(FileWalkerTest, DescendAndNotifyChooseWhatIsReported) {
+TEST_F(FileWalkerTest, DescendAndNotifyChooseWhatIsReportedAndTheCallbackStops) {
   Seen flat;
   FileWalker shallow(record, false, false);
   ASSERT_EQ(shallow.Walk(m_dir.path().c_str(), &flat), 1);
@@ -50,15 +49,12 @@ TEST_F(FileWalkerTest, DescendAndNotifyChooseWhatIsReported) {
   EXPECT_EQ(deep.files, (std::set<std::string>{m_root + "a", m_root + "sub/b"}));
   EXPECT_EQ(deep.directories, (std::set<std::string>{m_root, m_root + "sub/"}));
   EXPECT_TRUE(full.lastError().empty());
-}
 
-TEST_F(FileWalkerTest, CallbackStopsTheWalkWithoutError) {
-  Seen seen;
-  seen.stopAfter = 1;
-  FileWalker walker(record, true, true);
-  EXPECT_EQ(walker.Walk(m_root.c_str(), &seen), 0);
-  EXPECT_EQ(seen.files.size(), 1u);
-  EXPECT_TRUE(walker.lastError().empty());
+  Seen stopped;
+  stopped.stopAfter = 1;
+  EXPECT_EQ(full.Walk(m_root.c_str(), &stopped), 0) << "the callback stops the walk";
+  EXPECT_EQ(stopped.files.size(), 1u);
+  EXPECT_TRUE(full.lastError().empty());
 }
 
 TEST_F(FileWalkerTest, FailuresAreToldNotOverrun) {

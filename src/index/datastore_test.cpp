@@ -3,9 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <map>
 #include <random>
-#include <stdexcept>
 
 #include "storage/closingblock.h"
 #include "support/tempdir.h"
@@ -108,30 +106,25 @@ TEST(DataStore, PathLengthLimitAndDamagedFiles) {
 TEST(DataStore, MergeShiftsIdsAndMatchesAModel) {
   TempDir dir;
   std::mt19937 random(11);
+  std::vector<std::string> model;  // the locator of merged record i + 1
   std::vector<std::unique_ptr<CDataReader>> sources;
   std::vector<uint32_t> counts;
-  std::map<uint32_t, std::string> model;  // merged record id -> expected locator
-  uint32_t base = 0;
   for (int source = 0; source < 3; ++source) {
     const std::string path = dir.file("s" + std::to_string(source));
-    uint32_t next = 1;
+    const size_t before = model.size();
     {
       CDataWriter writer(path);
       for (int block = 0; block < 20; ++block) {
-        const uint32_t records = 1 + random() % 5;
-        const uint64_t offset = 28 + 1000ULL * block;
-        writer.addRecord(next, offset, "dir/" + std::to_string(source * 10 + block / 7));
-        for (uint32_t r = 0; r < records; ++r) {
-          model[base + next + r] = std::to_string(source * 10 + block / 7) + ":" + std::to_string(offset) + ":" +
-                                   std::to_string(r);
+        const std::string log = std::to_string(source * 10 + block / 7), offset = std::to_string(28 + 1000 * block);
+        writer.addRecord(static_cast<uint32_t>(model.size() - before + 1), 28 + 1000ULL * block, "dir/" + log);
+        for (uint32_t r = 0, records = 1 + random() % 5; r < records; ++r) {
+          model.push_back(log + ":" + offset + ":" + std::to_string(r));
         }
-        next += records;
       }
       writer.finish();
     }
     sources.push_back(std::make_unique<CDataReader>(path.c_str()));
-    counts.push_back(next - 1);
-    base += next - 1;
+    counts.push_back(static_cast<uint32_t>(model.size() - before));
   }
   const std::string merged = dir.file("merged");
   {
@@ -140,7 +133,7 @@ TEST(DataStore, MergeShiftsIdsAndMatchesAModel) {
     merger.merge();
   }
   CDataReader reader(merged.c_str());
-  for (const auto& [record, locator] : model) ASSERT_EQ(reader.locator(record), locator) << record;
+  for (uint32_t id = 1; id <= model.size(); ++id) ASSERT_EQ(reader.locator(id), model[id - 1]) << id;
 }
 
 }  // namespace

@@ -18,7 +18,6 @@ namespace {
 using ::testing::HasSubstr;
 using test::Bits;
 using test::raises;
-using test::TempDir;
 using Record = std::vector<std::string>;
 
 // A directory with a config.ini of three e1 fields beside an index
@@ -32,7 +31,7 @@ struct IndexDir {
     fields = std::make_unique<FieldsInfo>(*config);
     EXPECT_TRUE(platform::makeDirectory(out.c_str()));
   }
-  TempDir dir;
+  test::TempDir dir;
   std::string out = dir.file("out/");
   std::unique_ptr<GlobalConfig> config;
   std::unique_ptr<FieldsInfo> fields;
@@ -119,51 +118,27 @@ TEST(IndexSet, WrittenRecordsReadBackByValueAndLocator) {
 
 TEST(IndexSet, BatchesFlushWhenFullAndFinishTakesOnlyFlushedRecords) {
   IndexDir setup;
-  const Record record = {"a", "b", "c"};
   {
     IndexWriter writer(setup.out, *setup.fields, 3);
     for (uint32_t i = 0; i < 4; ++i) {
       EXPECT_EQ(writer.recordCount(), 0u);
-      putRecord(writer, record);  // the fourth flushes three
+      putRecord(writer, {"a", "b", "c"});  // the fourth flushes three
     }
     EXPECT_EQ(writer.recordCount(), 3u);
     writer.finish();
   }
-  IndexReader reader(setup.out, *setup.fields);
-  reader.loadSummary();
-  EXPECT_EQ(reader.recordCount(), 3u);
-  std::unique_ptr<SFWAHVector> found = reader.fieldReader("few")->search("b", 1);
-  EXPECT_EQ(test::bitsOf(*found), Bits(3, true));
-}
-
-TEST(IndexSet, BlobWithEntriesPastItsSizeIsRefused) {
-  IndexDir setup;
+  {
+    IndexReader reader(setup.out, *setup.fields);
+    reader.loadSummary();
+    EXPECT_EQ(reader.recordCount(), 3u);
+    EXPECT_EQ(test::bitsOf(*reader.fieldReader("few")->search("b", 1)), Bits(3, true));
+  }
   IndexWriter writer(setup.out, *setup.fields, 1);
   uint8_t* blob = writer.newRecord(12);  // three lengths fit, no value
   storeLE32(blob + 4, 1);
   storeLE32(blob + 8, 1);
   storeLE32(blob + 12, 1);
   EXPECT_TRUE(raises([&] { writer.flush(); }, 1, "record 1 overruns its blob"));
-}
-
-TEST(IndexSet, EmptyRunWritesCompleteDirectory) {
-  IndexDir setup;
-  {
-    IndexWriter writer(setup.out, *setup.fields, 1);
-    writer.flush();
-    writer.finish();
-  }
-  std::vector<std::string> names;
-  ASSERT_TRUE(platform::listDirectory(setup.out.c_str(), names));
-  EXPECT_EQ(names.size(), 5u);
-  EXPECT_EQ(test::readFile(setup.out + "index.desc"),
-            test::textFile("[Record]\nCount = 0\n\n[Field]\nCount = 3\nf0 = run\nf1 = few\nf2 = rare\n\n"));
-  EXPECT_EQ(test::readFile(setup.out + "rare.e1").size(), 12u + closing::kSize);
-  EXPECT_EQ(test::readFile(setup.out + "store.di").size(), 4u + closing::kSize);
-  IndexReader reader(setup.out, *setup.fields);
-  reader.loadSummary();
-  EXPECT_EQ(reader.recordCount(), 0u);
-  EXPECT_EQ(reader.fieldReader("run")->search("a", 1), nullptr);
 }
 
 TEST(IndexSet, InterruptedRunIsRefusedAtOpen) {
@@ -185,13 +160,27 @@ TEST(IndexSet, InterruptedRunIsRefusedAtOpen) {
               HasSubstr(",seek file " + setup.out + "store.di failed"));
 }
 
-TEST(IndexSet, SummaryAndFieldReaders) {
+// A run without records still writes a complete directory; then the
+// summary and the field readers of that directory.
+TEST(IndexSet, EmptyRunSummaryAndFieldReaders) {
   IndexDir setup;
   {
     IndexWriter writer(setup.out, *setup.fields, 1);
+    writer.flush();
     writer.finish();
   }
+  std::vector<std::string> names;
+  ASSERT_TRUE(platform::listDirectory(setup.out.c_str(), names));
+  EXPECT_EQ(names.size(), 5u);
+  EXPECT_EQ(test::readFile(setup.out + "index.desc"),
+            test::textFile("[Record]\nCount = 0\n\n[Field]\nCount = 3\nf0 = run\nf1 = few\nf2 = rare\n\n"));
+  EXPECT_EQ(test::readFile(setup.out + "rare.e1").size(), 12u + closing::kSize);
+  EXPECT_EQ(test::readFile(setup.out + "store.di").size(), 4u + closing::kSize);
   IndexReader reader(setup.out, *setup.fields);
+  reader.loadSummary();
+  EXPECT_EQ(reader.recordCount(), 0u);
+  EXPECT_EQ(reader.fieldReader("run")->search("a", 1), nullptr);
+
   const auto summary = [&](const std::string& text) {
     test::writeFile(setup.out + "index.desc", text);
     reader.loadSummary();
@@ -201,8 +190,7 @@ TEST(IndexSet, SummaryAndFieldReaders) {
   EXPECT_TRUE(raises([&] { summary("[Record]\nCount = 2000000001\n"); }, 2, "record count:2000000001 is invalid"));
   EXPECT_EQ(summary("[Field]\nCount = 3\n"), 0u);
   platform::removeFile((setup.out + "index.desc").c_str());
-  EXPECT_THAT(test::failureText([&] { reader.loadSummary(); }),
-              HasSubstr(",load index summary failed, "));
+  EXPECT_THAT(test::failureText([&] { reader.loadSummary(); }), HasSubstr(",load index summary failed, "));
 
   FieldIndexReader* first = reader.fieldReader("run");
   EXPECT_EQ(reader.fieldReader("run"), first);

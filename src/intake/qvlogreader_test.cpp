@@ -5,6 +5,7 @@
 
 #include <cstring>
 #include <sstream>
+#include <tuple>
 #include <vector>
 
 #include "intake/tracelog.h"
@@ -65,30 +66,26 @@ std::vector<std::string> walk(const std::string& path, int decompress = 1) {
   return blocks;
 }
 
+// Each refusal ends the pass with its own log line; 28 bytes are no refusal.
 TEST(QvlogReader, ShortFilesEndWithTheirOwnLogLine) {
   TempDir dir;
   const std::string path = dir.file("log");
   const std::string twoBlocks = image({frame(2, "ab"), frame(7, "cd")}, false);
-
-  const struct {
-    std::string bytes;
-    size_t blocks;
-    const char* line;
-  } cases[] = {
+  const std::string compressed = image({frame(2, "ab"), frame(7, "cd")}, true);
+  const std::tuple<std::string, size_t, std::string> cases[] = {
       {std::string(), 0, "file size is less than FileHeader size"},
       {std::string(27, 'x'), 0, "file size is less than FileHeader size"},
-      {std::string(28, 'x'), 0, nullptr},
-      {twoBlocks, 2, nullptr},
+      {std::string(28, 'x'), 0, ""},
+      {twoBlocks, 2, ""},
       {twoBlocks + std::string(31, 'x'), 2, "file size is less than LogBlockHeader size"},
       {twoBlocks.substr(0, twoBlocks.size() - 1), 1, "file size is less than rawSize"},
-      {image({frame(2, "ab"), frame(7, "cd")}, true).substr(0, 28 + 32 + 5), 0, "file size is less than blockSize"},
+      {compressed.substr(0, 28 + 32 + 5), 0, "file size is less than blockSize"},
   };
-  for (const auto& c : cases) {
-    test::writeFile(path, c.bytes);
+  for (const auto& [bytes, blocks, line] : cases) {
+    test::writeFile(path, bytes);
     TraceLog log;
-    EXPECT_EQ(walk(path).size(), c.blocks) << c.bytes.size();
-    const std::string expected = c.line == nullptr ? "" : std::string(c.line) + ", " + path;
-    EXPECT_TRUE(c.line == nullptr ? log.text().empty() : log.has(expected)) << log.text();
+    EXPECT_EQ(walk(path).size(), blocks) << bytes.size();
+    EXPECT_TRUE(line.empty() ? log.text().empty() : log.has(line + ", " + path)) << log.text();
   }
 }
 
@@ -117,14 +114,16 @@ TEST(QvlogReader, WithoutDecompressionPayloadsAreSteppedOverUnread) {
   EXPECT_TRUE(log.has("uncompress " + path + " fail, skip it"));
 }
 
-TEST(QvlogReader, HiddenFramesAreSkippedAndRewindRestarts) {
+// Next without a header gives nothing; a rewind starts the block again.
+// Near misses of a hidden frame stay visible; the model draws hidden frames
+// and empty blocks everywhere else.
+TEST(QvlogReader, NearMissesStayAndRewindRestarts) {
   TempDir dir;
   const std::string path = dir.file("log");
-  const std::string payload = frame(8, typeEight(31)) + frame(2, "x") + frame(8, typeEight(30, 120, 'v')) +
-                              frame(8, typeEight(31)) + frame(3, "u") + frame(8, std::string(71, 's')) +
-                              frame(8, typeEight(31));
-  test::writeFile(path, image({payload, std::string(), frame(8, typeEight(31))}, false));
-  EXPECT_EQ(walk(path), (std::vector<std::string>{"100: 2/1/x 8/120/v 3/1/u 8/71/s", "101:", "102:"}));
+  test::writeFile(path, image({frame(8, typeEight(31)) + frame(2, "x") + frame(8, typeEight(30, 120, 'v')) +
+                               frame(8, std::string(71, 's')) + frame(3, "u")},
+                              false));
+  EXPECT_EQ(walk(path), (std::vector<std::string>{"100: 2/1/x 8/120/v 8/71/s 3/1/u"}));
 
   CQvlogReader reader(path.c_str());
   LogBlockHeader header;
@@ -149,40 +148,20 @@ TEST(QvlogReader, DamagedBlocksEndThePassInsideTheBuffers) {
   std::string tooLong = image({good, std::string(5000, 'z')}, true);
   storeLE32(tooLong.data() + 28 + 32 + 8, 3);  // first block inflates to more than its rawSize
   std::string misfit = image({good, frame(2, "abc")}, false);
-  storeLE32(misfit.data() + 28 + 32 + good.size() + 32 + 4, 4);
-  const std::string trailing = image({good, good + "xyz"}, false);
-  const struct {
-    const char* name;
-    std::string bytes;
-    const char* line;
-  } cases[] = {
-      {"raw size above 2 MiB", tooLarge, "is larger than the buffer"},
-      {"stream longer than rawSize", tooLong, "uncompress"},
-      {"frame beyond the block", misfit, "frame size does not fit the block"},
-      {"bytes behind the last frame", trailing, "frame size does not fit the block"},
-  };
-  for (const auto& c : cases) {
-    test::writeFile(path, c.bytes);
+  storeLE32(misfit.data() + 28 + 32 + good.size() + 32 + 4, 4);  // a frame past its block
+  const std::pair<std::string, const char*> cases[] = {{tooLarge, "is larger than the buffer"},
+                                                       {tooLong, "uncompress"},
+                                                       {misfit, "frame size does not fit the block"},
+                                                       {image({good, good + "xyz"}, false), "does not fit the block"}};
+  for (const auto& [bytes, line] : cases) {
+    test::writeFile(path, bytes);
     TraceLog log;
-    EXPECT_LE(walk(path).size(), 1u) << c.name;
-    EXPECT_TRUE(log.has(c.line)) << c.name << "\n" << log.text();
+    EXPECT_LE(walk(path).size(), 1u) << line;
+    EXPECT_TRUE(log.has(line)) << line << "\n" << log.text();
   }
 }
 
-TEST(QvlogIterator, StopsAtAFrameThatDoesNotFit) {
-  std::string payload = frame(2, "abcd") + frame(7, "ef");
-  storeLE32(payload.data() + 16 + 4, 3);  // second frame claims one byte more than remains
-  CQvlogIterator frames;
-  frames.reset(reinterpret_cast<const uint8_t*>(payload.data()), static_cast<uint32_t>(payload.size()));
-  FrameHeader header;
-  EXPECT_NE(frames.Next(&header), nullptr);
-  EXPECT_EQ(frames.Next(&header), nullptr);
-  EXPECT_EQ(frames.remaining(), 0u);
-  EXPECT_EQ(frames.Next(&header), nullptr);
-}
-
 TEST(QvlogReader, NullArgumentsAreRefused) {
-  EXPECT_THROW(CQvlogReader reader(nullptr), std::runtime_error);
   EXPECT_THAT(test::failureText([] { CQvlogReader reader(nullptr); }),
               ::testing::AllOf(HasSubstr("construct CQvlogReader fail, qvlogreader:"),
                                HasSubstr(",invalid param, file is null")));

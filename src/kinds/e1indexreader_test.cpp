@@ -13,10 +13,9 @@
 namespace quern {
 namespace {
 
-using test::Bits;
 using test::raises;
 using test::TempDir;
-using Model = std::map<std::string, Bits>;
+using Model = std::map<std::string, test::Bits>;
 
 // Values of one of several shapes: long runs, alternation, few values with
 // NUL bytes and lengths that differ only by a trailing byte, unique ones, or
@@ -44,14 +43,6 @@ std::vector<std::string> randomValues(std::mt19937& random, uint32_t count) {
   return values;
 }
 
-Model modelOf(const std::vector<std::string>& values) {
-  Model model;
-  for (size_t i = 0; i < values.size(); ++i) {
-    model.try_emplace(values[i], values.size()).first->second[i] = true;
-  }
-  return model;
-}
-
 void writeIndex(const std::vector<std::string>& values, const std::string& path) {
   E1Indexer indexer(nullptr);
   for (const std::string& value : values) indexer.add(value.data(), static_cast<uint32_t>(value.size()));
@@ -69,7 +60,8 @@ TEST(E1IndexReader, SearchAndScanAgreeWithModel) {
   std::mt19937 random(61);
   for (int round = 0; round < 20; ++round) {
     const std::vector<std::string> values = randomValues(random, 1 + random() % 600);
-    const Model model = modelOf(values);
+    Model model;
+    for (size_t i = 0; i < values.size(); ++i) model.try_emplace(values[i], values.size()).first->second[i] = true;
     writeIndex(values, path);
     E1IndexReader reader(path.c_str());
     ASSERT_EQ(reader.termCount(), model.size());

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <string>
 
 #include "storage/textutil.h"
@@ -9,39 +10,27 @@
 namespace quern {
 namespace {
 
-std::string roundTrip(const char* text) {
-  uint8_t address[16];
-  if (addressFromText(text, address) != 0) return "refused";
-  char out[kAddressTextSize];
-  const int length = addressToText(address, out);
-  EXPECT_EQ(length, static_cast<int>(std::string(out).size()));
-  return out;
-}
-
-TEST(Address, IPv4StoredFormAndRoundTrip) {
+TEST(Address, StoredFormsAndRoundTrips) {
   uint8_t address[16];
   ASSERT_EQ(addressFromText("1.2.3.4", address), 0);
-  const uint8_t expected[16] = {0xFF, 0xBF, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 2, 3, 4};
-  EXPECT_EQ(0, memcmp(address, expected, 16));
-  EXPECT_EQ(roundTrip("1.2.3.4"), "1.2.3.4");
-  EXPECT_EQ(roundTrip("010.0.0.1"), "10.0.0.1");
-  EXPECT_EQ(roundTrip("255.255.255.255"), "255.255.255.255");
-}
-
-TEST(Address, IPv6StoredFormAndCompression) {
-  uint8_t address[16];
+  const uint8_t v4[16] = {0xFF, 0xBF, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 2, 3, 4};
+  EXPECT_EQ(0, std::memcmp(address, v4, 16));
   ASSERT_EQ(addressFromText("::1", address), 0);
-  for (int i = 0; i < 15; ++i) EXPECT_EQ(address[i], 0);
-  EXPECT_EQ(address[15], 1);
-  EXPECT_EQ(roundTrip("::1"), "::1");
-  EXPECT_EQ(roundTrip("::"), "::");
-  EXPECT_EQ(roundTrip("::ffff:1.2.3.4"), "::ffff:1.2.3.4");
-  EXPECT_EQ(roundTrip("::1.2.3.4"), "::1.2.3.4");
-  EXPECT_EQ(roundTrip("2001:DB8:0:0:1:0:0:1"), "2001:db8::1:0:0:1");  // first of equal runs
-  EXPECT_EQ(roundTrip("2001:db8:0:1:1:1:1:1"), "2001:db8:0:1:1:1:1:1");  // a single zero stays
-  EXPECT_EQ(roundTrip("fe80::"), "fe80::");
-  EXPECT_EQ(roundTrip("1:2:3:4:5:6:7:8"), "1:2:3:4:5:6:7:8");
-  EXPECT_EQ(roundTrip("1:2:3:4:5:6:1.2.3.4"), "1:2:3:4:5:6:102:304");
+  const uint8_t v6[16] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1};
+  EXPECT_EQ(0, std::memcmp(address, v6, 16));
+
+  const std::pair<const char*, const char*> cases[] = {
+      {"1.2.3.4", "1.2.3.4"}, {"010.0.0.1", "10.0.0.1"}, {"255.255.255.255", "255.255.255.255"},
+      {"::1", "::1"}, {"::", "::"}, {"::ffff:1.2.3.4", "::ffff:1.2.3.4"}, {"::1.2.3.4", "::1.2.3.4"},
+      {"2001:DB8:0:0:1:0:0:1", "2001:db8::1:0:0:1"},     // the first of equal zero runs
+      {"2001:db8:0:1:1:1:1:1", "2001:db8:0:1:1:1:1:1"},  // a single zero stays
+      {"fe80::", "fe80::"}, {"1:2:3:4:5:6:7:8", "1:2:3:4:5:6:7:8"}, {"1:2:3:4:5:6:1.2.3.4", "1:2:3:4:5:6:102:304"}};
+  for (const auto& [text, expected] : cases) {
+    ASSERT_EQ(addressFromText(text, address), 0) << text;
+    char out[kAddressTextSize];
+    EXPECT_EQ(addressToText(address, out), static_cast<int>(std::strlen(expected))) << text;
+    EXPECT_STREQ(out, expected);
+  }
 }
 
 TEST(Address, Refusals) {
@@ -63,8 +52,6 @@ TEST(TextUtil, SplitDropsEmptyPieces) {
   EXPECT_EQ(parts, (std::vector<std::string>{"a", "b"}));
   split(parts, "", ',');
   EXPECT_TRUE(parts.empty());
-  split(parts, "one", ',');
-  EXPECT_EQ(parts, (std::vector<std::string>{"one"}));
 }
 
 }  // namespace
