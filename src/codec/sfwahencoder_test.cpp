@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "codec/sfwahtesting.h"
+#include "support/sfwah.h"
 
 namespace quern {
 namespace {

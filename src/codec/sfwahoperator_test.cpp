@@ -3,9 +3,9 @@
 #include <gtest/gtest.h>
 
 #include "codec/sfwahintersect.h"
-#include "codec/sfwahtesting.h"
 #include "codec/sfwahunion.h"
 #include "codec/sfwahxor.h"
+#include "support/sfwah.h"
 #include "support/tempdir.h"
 
 namespace quern {

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "codec/sfwahcount.h"
-#include "codec/sfwahtesting.h"
+#include "support/sfwah.h"
 
 namespace quern {
 namespace {

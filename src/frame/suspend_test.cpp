@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "codec/sfwahtesting.h"
+#include "support/sfwah.h"
 #include "support/tempdir.h"
 
 namespace quern {

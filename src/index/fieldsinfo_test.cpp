@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include "codec/sfwahtesting.h"
 #include "index/indexerfactory.h"
+#include "support/sfwah.h"
 #include "support/tempdir.h"
 
 namespace quern {

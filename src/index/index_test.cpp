@@ -7,9 +7,9 @@
 #include <map>
 #include <random>
 
-#include "codec/sfwahtesting.h"
 #include "platform/platform.h"
 #include "storage/closingblock.h"
+#include "support/sfwah.h"
 #include "support/tempdir.h"
 
 namespace quern {

@@ -5,9 +5,9 @@
 #include <map>
 #include <random>
 
-#include "codec/sfwahtesting.h"
 #include "kinds/e1indexer.h"
 #include "storage/closingblock.h"
+#include "support/sfwah.h"
 #include "support/tempdir.h"
 
 namespace quern {

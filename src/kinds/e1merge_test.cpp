@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "codec/sfwahtesting.h"
 #include "frame/suspend.h"
 #include "kinds/e1indexer.h"
+#include "support/sfwah.h"
 #include "support/tempdir.h"
 
 namespace quern {

@@ -8,12 +8,12 @@
 #include <memory>
 #include <string>
 
-#include "codec/sfwahtesting.h"
 #include "config/config.h"
 #include "frame/indexrun.h"
 #include "index/fieldsinfo.h"
 #include "kinds/e1indexreader.h"
 #include "qvloggen.h"
+#include "support/sfwah.h"
 #include "support/tempdir.h"
 
 namespace quern::test {

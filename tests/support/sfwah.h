@@ -1,4 +1,4 @@
-// Test helpers for the SFWAH code: building vectors from plain bits, the
+// Test helpers for bitmaps: building vectors from plain bits, the
 // stored words of a vector, and a reference decoder written from the word
 // format alone, independent of the library's own reader.
 #pragma once
