@@ -58,7 +58,7 @@ extern "C" void trace_write(int level, const char* file, int line, const char* f
     std::fprintf(s.stream, "%s L%d %s:%d ", stamp, level, file != nullptr ? file : "?", line);
     va_list args;
     va_start(args, format);
-    std::vfprintf(s.stream, format != nullptr ? format : "", args);
+    if (format != nullptr) std::vfprintf(s.stream, format, args);
     va_end(args);
     std::fputc('\n', s.stream);
     if (level == 0) std::fflush(s.stream);

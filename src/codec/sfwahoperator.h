@@ -54,7 +54,12 @@ class SFWAHOperator {
  private:
   template <typename... Args>
   [[noreturn]] static void fail(int32_t level, int32_t line, const char* format, Args... args) {
-    raiseFailure(FailureSite{level, Rules::kModule, line}, format, args...);
+    // A text without arguments goes as one, so that no format is taken from a variable alone.
+    if constexpr (sizeof...(Args) == 0) {
+      raiseFailure(FailureSite{level, Rules::kModule, line}, "%s", format);
+    } else {
+      raiseFailure(FailureSite{level, Rules::kModule, line}, format, args...);
+    }
   }
   // 2 for a literal, else the fill's kind by its second top bit.
   static uint32_t kindOf(uint32_t word) { return (word >> 31) * 2 + ((word >> 30) & ~(word >> 31) & 1); }

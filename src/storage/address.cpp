@@ -119,7 +119,12 @@ int addressToText(const uint8_t address[16], char out[kAddressTextSize]) {
   char text[kAddressTextSize * 2];
   int length = 0;
   auto append = [&](const char* format, auto... args) {
-    length += std::snprintf(text + length, sizeof text - static_cast<size_t>(length), format, args...);
+    const size_t room = sizeof text - static_cast<size_t>(length);
+    if constexpr (sizeof...(args) == 0) {
+      length += std::snprintf(text + length, room, "%s", format);
+    } else {
+      length += std::snprintf(text + length, room, format, args...);
+    }
   };
   if (isIPv4Address(address)) {
     append("%d.%d.%d.%d", address[12], address[13], address[14], address[15]);

@@ -1,0 +1,79 @@
+// Seed inputs for the harnesses, made with the library's own writers so that
+// the fuzzers start from well-formed files: seeds DIR writes DIR/<harness>/.
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <string>
+
+#include "codec/sfwahvector.h"
+#include "intake/qvlogreader.h"
+#include "kinds/e1indexer.h"
+#include "qvloggen.h"
+#include "storage/outputdesc.h"
+
+namespace fs = std::filesystem;
+using namespace quern;
+
+namespace {
+
+// A bitmap of two segments with fills, literals and the compact forms.
+void bitmapSeed(const fs::path& dir) {
+  SFWAHVector vector(nullptr);
+  SFWAHEncoder& encoder = *vector.encoder();
+  for (uint32_t segment = 0; segment < 2; ++segment) {
+    for (uint32_t gap : {0u, 5u, 40u, 900u, 31u, 3u}) {
+      encoder.appendZeros(gap);
+      encoder.appendOnes(1 + gap % 70);
+    }
+    encoder.appendZeros(17);
+    encoder.finish();
+    vector.chunks()->closeSegment();
+  }
+  COutputDesc out(std::make_unique<CFileOutput>((dir / "two-segments").string().c_str()));
+  vector.chunks()->writeTo(&out);
+}
+
+void fieldSeed(const fs::path& dir) {
+  E1Indexer indexer(nullptr);
+  for (const char* value : {"alpha", "beta", "alpha", "gamma", "beta", "alpha", "delta"}) {
+    indexer.add(value, static_cast<uint32_t>(std::char_traits<char>::length(value)));
+  }
+  COutputDesc out(std::make_unique<CFileOutput>((dir / "seven-records.e1").string().c_str()));
+  indexer.write(&out);
+}
+
+// A small generated log, its INI files, and its smallest inflated block.
+void logSeeds(const fs::path& root) {
+  const fs::path scratch = root / "log";
+  qvloggen::Options options;
+  options.blocks = 3;
+  options.maxBlock = 24u << 10;
+  options.truth = false;
+  const qvloggen::Summary summary = qvloggen::generate(options, scratch.string());
+  fs::copy_file(summary.logPath, root / "qvlog" / "three-blocks.qvlog");
+  fs::copy_file(scratch / "config.ini", root / "ini" / "config.ini");
+  fs::copy_file(scratch / "groups.ini", root / "ini" / "groups.ini");
+  CQvlogReader reader(summary.logPath.c_str());
+  LogBlockHeader header;
+  if (CQvlogIterator* frames = reader.ReadBlock(&header, 1)) {
+    std::ofstream(root / "frames" / "block", std::ios::binary)
+        .write(reinterpret_cast<const char*>(CQvlogReader::blockBuffer()), frames->total());
+  }
+  fs::remove_all(scratch);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 2) {
+    std::fprintf(stderr, "usage: fuzz_seeds DIR\n");
+    return 2;
+  }
+  const fs::path root = argv[1];
+  for (const char* harness : {"bitmap", "e1file", "frames", "qvlog", "ini"}) fs::create_directories(root / harness);
+  bitmapSeed(root / "bitmap");
+  fieldSeed(root / "e1file");
+  logSeeds(root);
+  return 0;
+}
