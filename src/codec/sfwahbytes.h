@@ -7,6 +7,8 @@
 #include <array>
 #include <cstdint>
 
+#include "codec/sfwahwordcache.h"
+
 namespace quern::sfwah {
 
 struct ByteBits {
@@ -36,19 +38,19 @@ inline uint32_t onesIn32(uint32_t word) {
 }
 
 // Set bits among the low 31 bits of a word.
-inline uint32_t onesIn31(uint32_t word) { return onesIn32(word & 0x7FFFFFFFu); }
+inline uint32_t onesIn31(uint32_t word) { return onesIn32(word & kGroupBits); }
 
 // One bits of a stored word as it stands: a compact word's fill holds none.
 // Literals, the bulk of dense vectors, are tested for first.
 inline uint32_t onesInStored(uint32_t word) {
-  if (word >> 31) return onesIn31(word);
+  if (isLiteral(word)) return onesIn31(word);
   switch (word >> 29) {
     case 1:  // LFL: bytes A and B
       return onesIn32(word & 0xFF00FFu);
     case 2:  // FLF: byte A
       return onesIn32(word & 0xFF00u);
     case 3:  // one fill
-      return (word & 0x1FFFFFFFu) * 31;
+      return fillCount(word) * kGroupSize;
     default:
       return 0;
   }
