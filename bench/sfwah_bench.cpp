@@ -111,14 +111,14 @@ uint64_t pairWords(const std::vector<uint32_t>& first, const std::vector<uint32_
   size_t j = 0;
   uint32_t a = groups(first[0]);
   uint32_t b = groups(second[0]);
-  while (i < first.size() && j < second.size()) {
+  // The last word of each array is the padding the caller appends.
+  while (i + 1 < first.size() && j + 1 < second.size()) {
     const uint32_t n = a < b ? a : b;
     sum += (bits(first[i]) & bits(second[j])) ^ n;
     a -= n;
     b -= n;
     i += a == 0;
     j += b == 0;
-    // One past the end reads the padding word the caller appends.
     a = a != 0 ? a : groups(first[i]);
     b = b != 0 ? b : groups(second[j]);
   }
