@@ -36,6 +36,37 @@ void SFWAHChunks::closeSegment() {
   m_closedWords = m_wordCount;
 }
 
+void SFWAHChunks::clear() {
+  m_chunks.clear();
+  m_segmentWords.clear();
+  m_wordCount = 0;
+  m_closedWords = 0;
+  rewind();
+}
+
+void SFWAHChunks::appendFrom(SFWAHChunks& source, uint32_t count) {
+  while (count != 0) {
+    if (source.m_readChunk >= source.m_chunks.size() ||
+        source.m_readOffset + 4 > source.m_chunks[source.m_readChunk].used) {
+      source.nextChunk();
+    }
+    const SFWAHChunk& from = source.m_chunks[source.m_readChunk];
+    if (m_chunks.empty() || m_chunks.back().used + 4 > m_chunks.back().capacity) {
+      makeChunk(count * 4 > kChunkBytes ? count * 4 : kChunkBytes);
+    }
+    SFWAHChunk& to = m_chunks.back();
+    uint32_t words = (from.used - source.m_readOffset) / 4;
+    if (words > count) words = count;
+    if (words > (to.capacity - to.used) / 4) words = (to.capacity - to.used) / 4;
+    std::memcpy(to.data + to.used, from.data + source.m_readOffset, 4 * words);
+    to.used += 4 * words;
+    m_wordCount += words;
+    source.m_readOffset += 4 * words;
+    source.m_wordsRead += words;
+    count -= words;
+  }
+}
+
 void SFWAHChunks::addChunk(const SFWAHChunk* chunk, uint32_t wordCount) {
   if (chunk == nullptr) QRN_RAISE(2, "invalid chunk");
   try {
@@ -101,11 +132,17 @@ void SFWAHChunks::readFrom(CInputDesc* desc) {
   m_wordCount = static_cast<uint32_t>(total);
   m_closedWords = m_wordCount;
   m_chunks.clear();
-  // The list is one block of known size: a cache of exactly that much.
-  m_ownedCache = std::make_unique<CMemCache>(m_wordCount * 4);
-  m_cache = m_ownedCache.get();
+  // The list is one block of known size: a cache of exactly that much, unless
+  // the cache of an earlier list can hold it.
+  const uint32_t bytes = m_wordCount * 4;
+  if (bytes != 0 && m_ownedCache->totalBytes() >= bytes) {
+    m_ownedCache->rewind();
+  } else {
+    m_ownedCache = std::make_unique<CMemCache>(bytes);
+    m_cache = m_ownedCache.get();
+  }
   rewind();
-  makeChunk(m_wordCount * 4);
+  makeChunk(bytes);
   SFWAHChunk& chunk = m_chunks.back();
   chunk.used = chunk.capacity == 0 ? 0 : file.readChars(chunk.data, chunk.capacity);
 }

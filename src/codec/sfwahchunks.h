@@ -1,6 +1,6 @@
 // SFWAHChunks: the stored words of a vector. While a list is built it grows
-// by 128-byte blocks from a CMemCache, never copied; a loaded list is one
-// block. Words are grouped in segments, each closed by its tail word and tail
+// by blocks of 128 bytes (or of a whole appended run of words) from a
+// CMemCache, never copied; a loaded list is one block. Words are grouped in segments, each closed by its tail word and tail
 // length. The object also keeps the read position of one walker.
 // One thread at a time.
 #pragma once
@@ -49,9 +49,15 @@ class SFWAHChunks {
   std::unique_ptr<SFWAHChunks> clone() const;
   // Writes the image: segment count, segment word counts, words.
   void writeTo(COutputDesc* desc) const;
-  // Reads an image at the file's position into this fresh, privately cached
-  // object, as one chunk.
+  // Reads an image at the file's position into this privately cached object,
+  // as one chunk, in place of what it held. The cache is kept for the next
+  // image when it is large enough, so one object can load list after list.
   void readFrom(CInputDesc* desc);
+  // Drops every word and segment; the blocks stay in the cache, which the
+  // owner of a shared cache rewinds.
+  void clear();
+  // Appends `count` words from the source's read position on, moving it.
+  void appendFrom(SFWAHChunks& source, uint32_t count);
 
   void rewind();
   // The read position, to walk the same words again.

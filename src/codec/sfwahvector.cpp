@@ -47,7 +47,7 @@ void SFWAHVector::append(SFWAHVector* source) {
   if (!m_encoder->empty()) QRN_RAISE(1, "append needs a closed encoder");
   SFWAHChunks& from = *source->m_chunks;
   while (from.nextSegment()) {
-    for (uint32_t i = from.segmentLength(); i != 0; --i) m_chunks->appendWord(from.nextWord());
+    m_chunks->appendFrom(from, from.segmentLength());
     m_chunks->closeSegment();
   }
 }

@@ -139,17 +139,15 @@ uint64_t E1IndexReader::offsetOf(uint32_t number) const {
   return loadLE64(term.data() + term.size());
 }
 
-std::unique_ptr<SFWAHVector> E1IndexReader::loadList(CInputDesc& input, uint64_t offset) {
+void E1IndexReader::loadList(CInputDesc& input, uint64_t offset, SFWAHVector& list) {
   input.file().seek(static_cast<int64_t>(offset));
-  std::unique_ptr<SFWAHVector> vector = BitDecoderFactory::instance().create();
-  vector->chunks()->readFrom(&input);
+  list.chunks()->readFrom(&input);
   // Operators pair segments one to one; a list that differs would mislead them.
-  const size_t segments = vector->chunks()->segmentWords().size();
+  const size_t segments = list.chunks()->segmentWords().size();
   if (segments != m_recordCounts.size()) {
     QRN_RAISE(2, "posting list at %llu of %s has %u segments", static_cast<unsigned long long>(offset),
               m_path.c_str(), static_cast<uint32_t>(segments));
   }
-  return vector;
 }
 
 std::unique_ptr<SFWAHVector> E1IndexReader::search(const void* data, uint32_t size) {
@@ -157,7 +155,9 @@ std::unique_ptr<SFWAHVector> E1IndexReader::search(const void* data, uint32_t si
   if (!m_input) QRN_RAISE(1, "search on closed reader %s", m_path.c_str());
   const uint32_t found = m_terms->find(std::string_view(static_cast<const char*>(data), size));
   if (found == E1TermTable::kNone) return nullptr;
-  return loadList(*m_input, offsetOf(found));
+  std::unique_ptr<SFWAHVector> list = BitDecoderFactory::instance().create();
+  loadList(*m_input, offsetOf(found), *list);
+  return list;
 }
 
 void E1IndexReader::close() {
@@ -181,11 +181,16 @@ void E1IndexReader::beginScan() {
 }
 
 std::unique_ptr<SFWAHVector> E1IndexReader::nextTerm(std::string& term) {
+  std::unique_ptr<SFWAHVector> list = BitDecoderFactory::instance().create();
+  nextTerm(term, *list);
+  return list;
+}
+
+void E1IndexReader::nextTerm(std::string& term, SFWAHVector& list) {
   if (!m_scanInput || m_scanCursor >= m_scanTermCount) QRN_RAISE(1, "no term left to scan in %s", m_path.c_str());
   const uint64_t offset = readRow(term);
-  std::unique_ptr<SFWAHVector> vector = loadList(*m_scanInput, offset);
+  loadList(*m_scanInput, offset, list);
   ++m_scanCursor;
-  return vector;
 }
 
 }  // namespace quern

@@ -43,6 +43,9 @@ class E1IndexReader : public FieldIndexReader {
   // The next term in file order and its posting list, owned by the caller.
   // Only while `scanCursor() < scanTermCount()`.
   std::unique_ptr<SFWAHVector> nextTerm(std::string& term);
+  // The same into `list`, a privately cached vector that keeps its memory
+  // from one term to the next (the merge reuses one per source).
+  void nextTerm(std::string& term, SFWAHVector& list);
   uint32_t scanCursor() const { return m_scanCursor; }
   uint32_t scanTermCount() const { return m_scanTermCount; }
   // Records of each segment, from the file's term table header.
@@ -66,7 +69,7 @@ class E1IndexReader : public FieldIndexReader {
   uint64_t checkOffset(uint64_t offset) const;
   // The posting list offset of a loaded term: it ends the term's row.
   uint64_t offsetOf(uint32_t number) const;
-  std::unique_ptr<SFWAHVector> loadList(CInputDesc& input, uint64_t offset);
+  void loadList(CInputDesc& input, uint64_t offset, SFWAHVector& list);
 
   std::string m_path;
   std::unique_ptr<CInputDesc> m_input;

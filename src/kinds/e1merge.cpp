@@ -13,7 +13,8 @@ namespace quern {
 
 // ---- E1IndexMergeEntry --------------------------------------------------------
 
-E1IndexMergeEntry::E1IndexMergeEntry(E1IndexReader* reader, uint32_t ordinal) : m_reader(reader), m_ordinal(ordinal) {
+E1IndexMergeEntry::E1IndexMergeEntry(E1IndexReader* reader, uint32_t ordinal)
+    : m_reader(reader), m_ordinal(ordinal), m_vector(BitDecoderFactory::instance().create()) {
   if (reader == nullptr) QRN_RAISE(2, "Invalid param");
   reader->beginScan();
   if (!advance()) QRN_RAISE(1, "no records for e1 index %d", static_cast<int>(ordinal));
@@ -30,8 +31,7 @@ bool E1IndexMergeEntry::lessThan(const CEntry* a, const CEntry* b) const {
 
 bool E1IndexMergeEntry::advance() {
   if (m_reader->scanCursor() >= m_reader->scanTermCount()) return false;
-  m_vector.reset();
-  m_vector = m_reader->nextTerm(m_term);
+  m_reader->nextTerm(m_term, *m_vector);
   return true;
 }
 
@@ -76,9 +76,11 @@ void E1IndexMerger::add(std::unique_ptr<E1IndexMergeEntry> entry) {
 void E1IndexMerger::merge(COutputDesc* output) {
   if (output == nullptr) QRN_RAISE(2, "invalid param(desc)");
   const auto sources = static_cast<int64_t>(m_entries.size());
-  // One term's vector at a time, on a cache that is rewound behind each.
+  // One term's vector at a time, emptied behind each on a cache that is
+  // rewound: terms after the first allocate nothing.
   CMemCache scratch;
-  std::unique_ptr<SFWAHVector> merged;
+  SFWAHVector merged(&scratch);
+  bool open = false;  // a term is being merged
   std::string lastTerm;
   int64_t lastOrdinal = sources;
   uint64_t offset = 0;
@@ -89,28 +91,29 @@ void E1IndexMerger::merge(COutputDesc* output) {
 
   // Pads the sources behind the last one that had the term, then writes it.
   const auto completeTerm = [&] {
-    for (int64_t o = lastOrdinal + 1; o < sources; ++o) m_entries[static_cast<size_t>(o)]->pad(merged.get());
-    merged->chunks()->writeTo(output);
+    for (int64_t o = lastOrdinal + 1; o < sources; ++o) m_entries[static_cast<size_t>(o)]->pad(&merged);
+    merged.chunks()->writeTo(output);
     char* row = rows.append(sizeof(uint32_t) + lastTerm.size() + sizeof(uint64_t));
     storeLE32(row, static_cast<uint32_t>(lastTerm.size()));
     std::memcpy(row + sizeof(uint32_t), lastTerm.data(), lastTerm.size());
     storeLE64(row + sizeof(uint32_t) + lastTerm.size(), offset);
     ++rowCount;
-    offset += merged->chunks()->imageBytes();
-    merged.reset();
+    offset += merged.chunks()->imageBytes();
+    merged.chunks()->clear();
+    merged.setLength(0);
     scratch.rewind();
   };
 
   Suspender::CheckSuspend();
   while (CEntry* top = this->top()) {
     auto* entry = static_cast<E1IndexMergeEntry*>(top);
-    if (merged == nullptr || entry->term() != lastTerm) {
-      if (merged != nullptr) completeTerm();
-      merged = std::make_unique<SFWAHVector>(&scratch);
+    if (!open || entry->term() != lastTerm) {
+      if (open) completeTerm();
+      open = true;
       lastOrdinal = -1;
     }
-    for (int64_t o = lastOrdinal + 1; o < entry->ordinal(); ++o) m_entries[static_cast<size_t>(o)]->pad(merged.get());
-    merged->append(entry->vector());
+    for (int64_t o = lastOrdinal + 1; o < entry->ordinal(); ++o) m_entries[static_cast<size_t>(o)]->pad(&merged);
+    merged.append(entry->vector());
     lastTerm = entry->term();
     lastOrdinal = entry->ordinal();
     if (entry->advance()) {
@@ -120,7 +123,7 @@ void E1IndexMerger::merge(COutputDesc* output) {
     }
     Suspender::CheckSuspend();
   }
-  if (merged != nullptr) completeTerm();
+  if (open) completeTerm();
 
   CFileOutput& file = output->file();
   uint32_t segments = 0;
