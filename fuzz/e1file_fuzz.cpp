@@ -32,8 +32,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     reader.search("absent", 6);
     reader.close();
     reader.beginScan();
+    // One list for the whole scan, as the merge keeps one per source.
+    std::unique_ptr<SFWAHVector> list = BitDecoderFactory::instance().create();
     std::string term;
-    while (reader.scanCursor() < reader.scanTermCount()) reader.nextTerm(term)->count();
+    while (reader.scanCursor() < reader.scanTermCount()) {
+      reader.nextTerm(term, *list);
+      list->count();
+    }
   } catch (const std::exception&) {
   }
   return 0;
