@@ -131,9 +131,6 @@ TEST(IniDict, MatchesModelUnderRandomChanges) {
     ASSERT_NE(found, nullptr) << key;
     EXPECT_EQ(*found, value);
   }
-  dict.reset();
-  EXPECT_FALSE(dict.isSetUp());
-  EXPECT_EQ(dict.first(), nullptr);
 }
 
 }  // namespace
