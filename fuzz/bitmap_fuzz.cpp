@@ -3,6 +3,8 @@
 // be refused with a failure, never read outside their words.
 #include <cstdint>
 #include <exception>
+#include <memory>
+#include <string>
 
 #include "codec/sfwahcount.h"
 #include "codec/sfwahintersect.h"
@@ -27,7 +29,9 @@ std::unique_ptr<SFWAHVector> load(const std::string& path) {
 template <typename Operator>
 void combine(const std::string& path) {
   try {
-    Operator op(load(path).release(), load(path).release());
+    std::unique_ptr<SFWAHVector> first = load(path);
+    std::unique_ptr<SFWAHVector> second = load(path);
+    Operator op(first.release(), second.release());
     op.run()->count();
   } catch (const std::exception&) {
   }

@@ -1,7 +1,8 @@
 // SFWAHChunks: the stored words of a vector. While a list is built it grows
 // by blocks of 128 bytes (or of a whole appended run of words) from a
-// CMemCache, never copied; a loaded list is one block. Words are grouped in segments, each closed by its tail word and tail
-// length. The object also keeps the read position of one walker.
+// CMemCache, never copied; a loaded list is one block. Words are grouped in
+// segments, each closed by its tail word and tail length. The object also
+// keeps the read position of one walker.
 // One thread at a time.
 #pragma once
 
