@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <stdexcept>
 #include <string>
 
 #include "index/index.h"
@@ -57,7 +56,6 @@ TEST_F(CollectorTest, GroupsIniIsChecked) {
   for (const auto& [ini, message] : cases) {
     EXPECT_THAT(constructionFailure(ini), ::testing::AllOf(HasSubstr("collector"), HasSubstr(message)));
   }
-  EXPECT_THROW(Collector(nullptr, "x"), std::runtime_error);
 }
 
 TEST_F(CollectorTest, GroupLevelsFollowThePath) {
