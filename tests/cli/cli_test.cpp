@@ -85,11 +85,7 @@ TEST_F(CliTest, EverySplitOfTheWorkGivesTheSameIndex) {
                            "\n[Out]\ndir=byfile\n[Global]\nmaxIndexMemory=0\n");
   fs::create_directory("byfile");
   ASSERT_TRUE(quern("index run.ini")) << m_output;
-  writeFile("merge.ini", "[In]\ncount=2\ni0=byfile/\ni1=a/\n[Out]\npath=twice/\n");
-  fs::create_directory("twice");
-  ASSERT_TRUE(quern("merge merge.ini")) << m_output;
   EXPECT_TRUE(content("byfile") == whole) << "a run file";
-  EXPECT_EQ(content("twice").locators.size(), whole.locators.size() + content("a").locators.size());
 }
 
 TEST_F(CliTest, RefusalsNameTheirCause) {

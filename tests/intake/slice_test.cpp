@@ -30,11 +30,7 @@ std::string sliceText(const qvloggen::TruthBlock& block) {
 // list of the one before), then refusals.
 TEST(Slice, MatchesTheGeneratedBlocksStopsAtACutAndRefusesOnlyWhatCannotOpen) {
   test::TempDir dir;
-  qvloggen::Options options;
-  options.seed = 41;
-  options.bytes = 3u << 20;
-  options.truth = false;
-  const qvloggen::Summary summary = qvloggen::generate(options, dir.path());
+  const qvloggen::Summary summary = qvloggen::generate({.seed = 41, .bytes = 3u << 20, .truth = false}, dir.path());
   ASSERT_GT(summary.blocks.size(), 3u);
   std::vector<std::string> expected;
   for (const auto& block : summary.blocks) expected.push_back(sliceText(block));

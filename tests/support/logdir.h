@@ -24,11 +24,7 @@ using Terms = std::map<std::string, Bits>;
 class LogDir {
  public:
   LogDir(uint64_t seed, uint32_t blocks, uint32_t maxBlock) : home(std::filesystem::current_path()) {
-    qvloggen::Options options;
-    options.seed = seed;
-    options.blocks = blocks;
-    options.maxBlock = maxBlock;
-    summary = qvloggen::generate(options, dir.path());
+    summary = qvloggen::generate({.seed = seed, .blocks = blocks, .maxBlock = maxBlock}, dir.path());
     std::filesystem::current_path(dir.path());
     writeFile("config.ini", qvloggen::configIni(true));
     config = std::make_unique<GlobalConfig>("config.ini");
