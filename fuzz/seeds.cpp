@@ -43,7 +43,7 @@ void fieldSeed(const fs::path& dir) {
   indexer.write(&out);
 }
 
-// A small generated log, its INI files, and its smallest inflated block.
+// A small generated log, its INI files, and its first block inflated.
 void logSeeds(const fs::path& root) {
   const fs::path scratch = root / "log";
   qvloggen::Options options;

@@ -119,12 +119,7 @@ int addressToText(const uint8_t address[16], char out[kAddressTextSize]) {
   char text[kAddressTextSize * 2];
   int length = 0;
   auto append = [&](const char* format, auto... args) {
-    const size_t room = sizeof text - static_cast<size_t>(length);
-    if constexpr (sizeof...(args) == 0) {
-      length += std::snprintf(text + length, room, "%s", format);
-    } else {
-      length += std::snprintf(text + length, room, format, args...);
-    }
+    length += std::snprintf(text + length, sizeof text - static_cast<size_t>(length), format, args...);
   };
   if (isIPv4Address(address)) {
     append("%d.%d.%d.%d", address[12], address[13], address[14], address[15]);
@@ -145,10 +140,10 @@ int addressToText(const uint8_t address[16], char out[kAddressTextSize]) {
     if (bestLength < 2) bestBase = -1;
     for (int i = 0; i < 8; ++i) {
       if (bestBase >= 0 && i >= bestBase && i < bestBase + bestLength) {
-        if (i == bestBase) append(":");
+        if (i == bestBase) append("%c", ':');
         continue;
       }
-      if (i != 0) append(":");
+      if (i != 0) append("%c", ':');
       const bool embeddedV4 = i == 6 && bestBase == 0 &&
                               (bestLength == 6 || (bestLength == 7 && words[7] != 1) ||
                                (bestLength == 5 && words[5] == 0xFFFF));
@@ -158,7 +153,7 @@ int addressToText(const uint8_t address[16], char out[kAddressTextSize]) {
       }
       append("%x", words[i]);
     }
-    if (bestBase >= 0 && bestBase + bestLength == 8) append(":");
+    if (bestBase >= 0 && bestBase + bestLength == 8) append("%c", ':');
   }
   if (length >= kAddressTextSize) return -1;
   std::memcpy(out, text, static_cast<size_t>(length) + 1);
