@@ -126,21 +126,28 @@ uint64_t pairWords(const std::vector<uint32_t>& first, const std::vector<uint32_
   return sum;
 }
 
-// The reading floor: every stored word read once, its groups summed, as a
-// walk that passes over words must at least do.
-uint64_t scanGroups(SFWAHVector& vector) {
-  uint64_t groups = 0;
+// Calls `visit` with every coded word of the vector's segments, from the
+// start; the read position is left at the start.
+template <typename Visit>
+void forEachStoredWord(SFWAHVector& vector, Visit visit) {
   SFWAHChunks& chunks = *vector.chunks();
   chunks.rewind();
   while (chunks.nextSegment()) {
     const uint8_t* data = nullptr;
     for (uint32_t n = chunks.takeCodedWords(data); n != 0; n = chunks.takeCodedWords(data)) {
-      for (const uint8_t* end = data + 4 * n; data != end; data += 4) groups += sfwah::groupsOf(loadLE32(data));
+      for (const uint8_t* end = data + 4 * n; data != end; data += 4) visit(loadLE32(data));
     }
     uint32_t tail = 0;
     chunks.readTail(tail);
   }
   chunks.rewind();
+}
+
+// The reading floor: every stored word read once, its groups summed, as a
+// walk that passes over words must at least do.
+uint64_t scanGroups(SFWAHVector& vector) {
+  uint64_t groups = 0;
+  forEachStoredWord(vector, [&groups](uint32_t word) { groups += sfwah::groupsOf(word); });
   return groups;
 }
 
@@ -150,33 +157,23 @@ uint64_t scanGroups(SFWAHVector& vector) {
 // Returns the number of groups.
 size_t expandGroups(SFWAHVector& vector, uint32_t* out) {
   size_t k = 0;
-  SFWAHChunks& chunks = *vector.chunks();
-  chunks.rewind();
-  while (chunks.nextSegment()) {
-    const uint8_t* data = nullptr;
-    for (uint32_t n = chunks.takeCodedWords(data); n != 0; n = chunks.takeCodedWords(data)) {
-      for (const uint8_t* end = data + 4 * n; data != end; data += 4) {
-        uint32_t words[3] = {0, 0, 0};
-        const uint32_t count = sfwah::expandWord(loadLE32(data), words);
-        for (uint32_t i = 0; i < count; ++i) {
-          const uint32_t word = words[i];
-          const bool literal = sfwah::isLiteral(word);
-          const uint32_t value = literal ? word & sfwah::kGroupBits : sfwah::isOneFill(word) ? sfwah::kGroupBits : 0;
-          const uint32_t groups = literal ? 1 : sfwah::fillCount(word);
-          // Short fills as one fixed-size store the compiler turns into a few wide ones.
-          if (groups <= 16) {
-            for (uint32_t j = 0; j < 16; ++j) out[k + j] = value;
-          } else {
-            std::fill_n(out + k, groups, value);
-          }
-          k += groups;
-        }
+  forEachStoredWord(vector, [out, &k](uint32_t stored) {
+    uint32_t words[3] = {0, 0, 0};
+    const uint32_t count = sfwah::expandWord(stored, words);
+    for (uint32_t i = 0; i < count; ++i) {
+      const uint32_t word = words[i];
+      const bool literal = sfwah::isLiteral(word);
+      const uint32_t value = literal ? word & sfwah::kGroupBits : sfwah::isOneFill(word) ? sfwah::kGroupBits : 0;
+      const uint32_t groups = literal ? 1 : sfwah::fillCount(word);
+      // Short fills as one fixed-size store the compiler turns into a few wide ones.
+      if (groups <= 16) {
+        for (uint32_t j = 0; j < 16; ++j) out[k + j] = value;
+      } else {
+        std::fill_n(out + k, groups, value);
       }
+      k += groups;
     }
-    uint32_t tail = 0;
-    chunks.readTail(tail);
-  }
-  chunks.rewind();
+  });
   return k;
 }
 
