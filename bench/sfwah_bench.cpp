@@ -133,10 +133,7 @@ void forEachStoredWord(SFWAHVector& vector, Visit visit) {
   SFWAHChunks& chunks = *vector.chunks();
   chunks.rewind();
   while (chunks.nextSegment()) {
-    const uint8_t* data = nullptr;
-    for (uint32_t n = chunks.takeCodedWords(data); n != 0; n = chunks.takeCodedWords(data)) {
-      for (const uint8_t* end = data + 4 * n; data != end; data += 4) visit(loadLE32(data));
-    }
+    chunks.forEachCodedWord(visit);
     uint32_t tail = 0;
     chunks.readTail(tail);
   }

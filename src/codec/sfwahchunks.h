@@ -102,6 +102,15 @@ class SFWAHChunks {
     m_wordsRead += count;
     return count;
   }
+  // Calls `visit` with each coded word left in the segment being read,
+  // moving the read position up to the closing words.
+  template <typename Visit>
+  void forEachCodedWord(Visit visit) {
+    const uint8_t* data = nullptr;
+    for (uint32_t n = takeCodedWords(data); n != 0; n = takeCodedWords(data)) {
+      for (const uint8_t* end = data + 4 * n; data != end; data += 4) visit(loadLE32(data));
+    }
+  }
   // Reads the two closing words of the segment: returns the tail length and
   // sets `word` to the tail word cut to its top `length` bits. A length above
   // 30 is damage and raises.

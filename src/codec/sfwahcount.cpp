@@ -18,10 +18,7 @@ uint32_t SFWAHCount::run() {
   SFWAHChunks& chunks = *m_bits->chunks();
   uint32_t count = m_count;
   while (chunks.nextSegment()) {
-    const uint8_t* data = nullptr;
-    for (uint32_t n = chunks.takeCodedWords(data); n != 0; n = chunks.takeCodedWords(data)) {
-      for (const uint8_t* end = data + 4 * n; data != end; data += 4) count += onesInStored(loadLE32(data));
-    }
+    chunks.forEachCodedWord([&count](uint32_t word) { count += onesInStored(word); });
     uint32_t tail = 0;
     chunks.readTail(tail);
     count += onesIn31(tail >> 1) + (tail & 1);

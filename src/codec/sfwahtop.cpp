@@ -26,22 +26,18 @@ std::unique_ptr<CRingQueue> SFWAHTop::run(uint32_t* total) {
   chunks.restoreMark(start);
   const uint32_t quiet = all > m_n ? all - m_n : 0;
   while (chunks.nextSegment()) {
-    const uint8_t* data = nullptr;
-    for (uint32_t n = chunks.takeCodedWords(data); n != 0; n = chunks.takeCodedWords(data)) {
-      for (const uint8_t* end = data + 4 * n; data != end; data += 4) {
-        const uint32_t word = loadLE32(data);
-        const uint32_t ones = onesInStored(word);
-        if (m_total + ones <= quiet) {
-          // Whole stored words pass while none of their ones can be kept.
-          m_total += ones;
-          m_position += groupsOf(word) * kGroupSize;
-        } else {
-          uint32_t words[3];
-          const uint32_t count = expandWord(word, words);
-          for (uint32_t i = 0; i < count; ++i) putWord(words[i], quiet);
-        }
+    chunks.forEachCodedWord([this, quiet](uint32_t word) {
+      const uint32_t ones = onesInStored(word);
+      if (m_total + ones <= quiet) {
+        // Whole stored words pass while none of their ones can be kept.
+        m_total += ones;
+        m_position += groupsOf(word) * kGroupSize;
+      } else {
+        uint32_t words[3];
+        const uint32_t count = expandWord(word, words);
+        for (uint32_t i = 0; i < count; ++i) putWord(words[i], quiet);
       }
-    }
+    });
     uint32_t tail = 0;
     const uint32_t length = chunks.readTail(tail);
     putTail(tail, length);
