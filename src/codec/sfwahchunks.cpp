@@ -46,10 +46,7 @@ void SFWAHChunks::clear() {
 
 void SFWAHChunks::appendFrom(SFWAHChunks& source, uint32_t count) {
   while (count != 0) {
-    if (source.m_readChunk >= source.m_chunks.size() ||
-        source.m_readOffset + 4 > source.m_chunks[source.m_readChunk].used) {
-      source.nextChunk();
-    }
+    source.toReadableChunk();
     const SFWAHChunk& from = source.m_chunks[source.m_readChunk];
     if (m_chunks.empty() || m_chunks.back().used + 4 > m_chunks.back().capacity) {
       makeChunk(count * 4 > kChunkBytes ? count * 4 : kChunkBytes);

@@ -80,7 +80,7 @@ class SFWAHChunks {
   // words are the tail word and tail length.
   bool hasWords() const { return m_wordsRead + 2 < m_segmentLength; }
   uint32_t nextWord() {
-    if (m_readChunk >= m_chunks.size() || m_readOffset + 4 > m_chunks[m_readChunk].used) nextChunk();
+    toReadableChunk();
     const uint32_t word = loadLE32(m_chunks[m_readChunk].data + m_readOffset);
     m_readOffset += 4;
     ++m_wordsRead;
@@ -92,7 +92,7 @@ class SFWAHChunks {
   // (0 when the segment has none left). The read position moves past them.
   uint32_t takeCodedWords(const uint8_t*& data) {
     if (!hasWords()) return 0;
-    if (m_readChunk >= m_chunks.size() || m_readOffset + 4 > m_chunks[m_readChunk].used) nextChunk();
+    toReadableChunk();
     const SFWAHChunk& chunk = m_chunks[m_readChunk];
     const uint32_t inChunk = (chunk.used - m_readOffset) / 4;
     const uint32_t left = m_segmentLength - 2 - m_wordsRead;
@@ -129,6 +129,10 @@ class SFWAHChunks {
   void makeChunk(uint32_t bytes);
   // Moves the read position to the next chunk that has a word left.
   void nextChunk();
+  // Makes sure the read position is at a word: moves on when its chunk is used up.
+  void toReadableChunk() {
+    if (m_readChunk >= m_chunks.size() || m_readOffset + 4 > m_chunks[m_readChunk].used) nextChunk();
+  }
 
   std::vector<SFWAHChunk> m_chunks;
   std::vector<uint32_t> m_segmentWords;
