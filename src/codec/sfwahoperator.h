@@ -1,7 +1,9 @@
 // The walking frame shared by the three boolean operators. Both coded
 // streams are walked at once, a logical word at a time, and the result goes
 // word by word into the result's encoder, which re-compacts it. A table
-// per operator gives the action by the kinds of the two front words.
+// per operator gives the action by the kinds of the two front words. An
+// operator may take busy segments, nearly a word per group, group by group
+// instead (codec/sfwahgroups.h); the stored words are the same either way.
 #pragma once
 
 #include <cstdint>
@@ -9,6 +11,7 @@
 #include <utility>
 
 #include "codec/sfwahcursor.h"
+#include "codec/sfwahgroups.h"
 #include "codec/sfwahvector.h"
 #include "frame/exception.h"
 
@@ -33,8 +36,9 @@ using RuleTable = Action[3][3];
 
 }  // namespace sfwah
 
-// `Rules` gives: kModule (the name in failure texts), kTable, and
-// combine(a, b) for two literals and combineTail(a, b) for two tails.
+// `Rules` gives: kModule (the name in failure texts), kTable, combine(a, b)
+// for two literals, combineBits(a, b) for plain bits (two tails, or two
+// groups) and kGroupWay, whether busy segments go group by group.
 template <class Rules>
 class SFWAHOperator {
  public:
@@ -101,9 +105,21 @@ class SFWAHOperator {
 template <class Rules>
 std::unique_ptr<SFWAHVector> SFWAHOperator<Rules>::run() {
   if (!m_result) m_result = std::make_unique<SFWAHVector>(nullptr);
-  while (m_first->chunks()->nextSegment() && m_second->chunks()->nextSegment()) {
-    SFWAHCursor first(*m_first->chunks());
-    SFWAHCursor second(*m_second->chunks());
+  SFWAHChunks& firstChunks = *m_first->chunks();
+  SFWAHChunks& secondChunks = *m_second->chunks();
+  while (firstChunks.nextSegment() && secondChunks.nextSegment()) {
+    if constexpr (Rules::kGroupWay) {
+      if (preferGroups(firstChunks, secondChunks)) {
+        const auto combine = [](uint32_t a, uint32_t b) { return Rules::combineBits(a, b); };
+        if (!combineGroups(firstChunks, secondChunks, *m_result->encoder(), combine)) {
+          fail(1, __LINE__, "nothing to pop, size is zero");
+        }
+        doAA();
+        continue;
+      }
+    }
+    SFWAHCursor first(firstChunks);
+    SFWAHCursor second(secondChunks);
     walk(&first, &second);
     doAA();
   }
@@ -213,7 +229,7 @@ void SFWAHOperator<Rules>::doAA() {
   const uint32_t firstLength = m_first->chunks()->readTail(firstTail);
   const uint32_t secondLength = m_second->chunks()->readTail(secondTail);
   if (firstLength != secondLength) fail(1, __LINE__, "doAA fail, %u != %u", firstLength, secondLength);
-  const uint32_t tail = Rules::combineTail(firstTail, secondTail);
+  const uint32_t tail = Rules::combineBits(firstTail, secondTail);
   SFWAHEncoder& encoder = *m_result->encoder();
   for (uint32_t i = 0; i < firstLength; ++i) encoder.appendBit(tail >> (31 - i) & 1);
   encoder.finish();

@@ -76,6 +76,58 @@ TEST(SFWAHOperator, ModelAgreement) {
   }
 }
 
+// Bits of a busy segment, near a stored word per group: stretches of mixed
+// groups, of short runs, of single-byte groups between short gaps (compact
+// words), and now and then a fill long enough to cross a window.
+Bits busyBits(std::mt19937& random, uint32_t length) {
+  const auto draw = [&](uint32_t low, uint32_t high) { return std::uniform_int_distribution<uint32_t>(low, high)(random); };
+  Bits bits(length);
+  uint32_t at = 0;
+  const auto put = [&](uint32_t count, bool one) {
+    for (uint32_t end = std::min<uint32_t>(at + count, bits.size()); at < end; ++at) bits[at] = one;
+  };
+  while (at < bits.size()) {
+    const uint32_t kind = draw(0, 19);
+    if (kind < 10) {
+      for (uint32_t i = 0; i < 31 * 200; ++i) put(1, draw(0, 1));
+    } else if (kind < 15) {
+      for (uint32_t i = 0; i < 40; ++i) put(draw(1, 127), true), put(draw(1, 383), false);
+    } else if (kind < 19) {
+      for (uint32_t i = 0; i < 50; ++i) put(31 * draw(1, 3) + 23 - 8 * draw(0, 2), false), put(draw(1, 8), true);
+    } else {
+      put(31 * draw(17, 600), draw(0, 1));
+    }
+  }
+  return bits;
+}
+
+// Busy segments: several windows of the group way, fills and compact words
+// across their ends, one side sparse now and then.
+TEST(SFWAHOperator, BusyModelAgreement) {
+  std::mt19937 random(11);
+  for (int round = 0; round < 12; ++round) {
+    Segments a, b;
+    for (int s = 0; s <= round / 2 % 2; ++s) {
+      const uint32_t length = 31 * (20000 + random() % 20000) + random() % 31;
+      a.push_back(busyBits(random, length));
+      b.push_back(round % 4 == 2 ? test::randomBits(random, length) : busyBits(random, length));
+    }
+    // Intersection goes group by group; the other two walk, against the same model.
+    const Op op = round % 2 == 0 ? Op::And : round % 4 == 1 ? Op::Or : Op::Xor;
+    auto left = test::makeVector(a);
+    auto right = test::makeVector(b);
+    left->chunks()->nextSegment();
+    right->chunks()->nextSegment();
+    ASSERT_TRUE(preferGroups(*left->chunks(), *right->chunks())) << round;
+    left->chunks()->rewind();
+    right->chunks()->rewind();
+    auto result = apply(op, std::move(left), std::move(right));
+    ASSERT_EQ(words(result), words(test::makeVector(model(op, a, b)))) << round;
+  }
+  EXPECT_THROW(apply(Op::And, test::makeVector({busyBits(random, 900000)}), test::makeVector({busyBits(random, 930000)})),
+               std::logic_error);
+}
+
 TEST(SFWAHOperator, MismatchedOperands) {
   EXPECT_TRUE(raises([] { SFWAHIntersect(nullptr, new SFWAHVector(nullptr)); }, 2, "invalid param(first)"));
   EXPECT_TRUE(raises([] { SFWAHUnion(new SFWAHVector(nullptr), nullptr); }, 2, "invalid param(second)"));

@@ -1,0 +1,174 @@
+#include "codec/sfwahgroups.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+#include "frame/exception.h"
+#include "storage/endian.h"
+
+namespace quern {
+
+using namespace sfwah;
+
+namespace {
+
+using GroupLanes = uint32_t __attribute__((vector_size(16)));
+
+// Four copies of `value`: every literal and short fill is written this way,
+// with no branch on its kind.
+void putFour(uint32_t* at, uint32_t value) {
+  const GroupLanes lanes = {value, value, value, value};
+  std::memcpy(at, &lanes, sizeof lanes);
+}
+
+void putTwelve(uint32_t* at, uint32_t value) {
+  for (int i = 0; i < 12; i += 4) putFour(at + i, value);
+}
+
+// Bit i of `empty` and of `full` for groups[i] == 0 and == all ones.
+void markRuns(const uint32_t* groups, uint32_t count, uint32_t& empty, uint32_t& full) {
+  empty = 0;
+  full = 0;
+#if defined(__SSE2__)
+  if (count == 32) {
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i ones = _mm_set1_epi32(static_cast<int>(kGroupBits));
+    for (uint32_t q = 0; q < 8; ++q) {
+      const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(groups + 4 * q));
+      empty |= static_cast<uint32_t>(_mm_movemask_ps(_mm_castsi128_ps(_mm_cmpeq_epi32(x, zero)))) << (4 * q);
+      full |= static_cast<uint32_t>(_mm_movemask_ps(_mm_castsi128_ps(_mm_cmpeq_epi32(x, ones)))) << (4 * q);
+    }
+    return;
+  }
+#endif
+  for (uint32_t i = 0; i < count; ++i) {
+    empty |= static_cast<uint32_t>(groups[i] == 0) << i;
+    full |= static_cast<uint32_t>(groups[i] == kGroupBits) << i;
+  }
+}
+
+}  // namespace
+
+SFWAHGroupReader::SFWAHGroupReader(SFWAHChunks& chunks) : m_chunks(chunks) {
+  try {
+    m_groups.resize(kWindow + kSlack);
+  } catch (...) {
+    QRN_RAISE(2, "alloc groups failed");
+  }
+}
+
+bool SFWAHGroupReader::nextSpan() {
+  const uint32_t count = m_chunks.takeCodedWords(m_data);
+  m_end = m_data + 4 * count;
+  return count != 0;
+}
+
+uint32_t SFWAHGroupReader::fill() {
+  uint32_t* groups = m_groups.data();
+  uint32_t at = m_kept;
+  if (m_pendingCount != 0) {
+    const uint32_t count = m_pendingCount;
+    m_pendingCount = 0;
+    at = putLongFill(at, m_pendingValue, count);
+  }
+  while (at < kWindow) {
+    if (m_data == m_end && !nextSpan()) break;
+    const uint32_t word = loadLE32(m_data);
+    m_data += 4;
+    if (((word >> 29) - 1) < 2) {
+      at = putCompact(at, word);
+      continue;
+    }
+    // A literal, a zero fill or a one fill, told apart by masks.
+    const uint32_t literal = 0u - (word >> 31);
+    const uint32_t ones = 0u - ((word >> 29) & 1);
+    const uint32_t value = (word & kGroupBits & literal) | (kGroupBits & ones & ~literal);
+    const uint32_t count = (1 & literal) | (fillCount(word) & ~literal);
+    putFour(groups + at, value);
+    if (count > 4) {
+      if (count > 16) {
+        at = putLongFill(at, value, count);
+        continue;
+      }
+      putTwelve(groups + at + 4, value);
+    }
+    at += count;
+  }
+  return at;
+}
+
+uint32_t SFWAHGroupReader::putLongFill(uint32_t at, uint32_t value, uint32_t count) {
+  const uint32_t room = kWindow > at ? kWindow - at : 0;
+  const uint32_t now = count < room ? count : room;
+  std::fill_n(m_groups.data() + at, now, value);
+  if (now < count) {
+    m_pendingValue = value;
+    m_pendingCount = count - now;
+  }
+  return at + now;
+}
+
+uint32_t SFWAHGroupReader::putCompact(uint32_t at, uint32_t word) {
+  uint32_t words[3];
+  expandWord(word, words);
+  for (const uint32_t logical : words) {
+    if (isLiteral(logical)) {
+      m_groups[at++] = logical & kGroupBits;
+    } else {
+      std::fill_n(m_groups.data() + at, logical, 0u);
+      at += logical;
+    }
+  }
+  return at;
+}
+
+void SFWAHGroupReader::consume(uint32_t used, uint32_t held) {
+  std::memmove(m_groups.data(), m_groups.data() + used, 4 * (held - used));
+  m_kept = held - used;
+}
+
+void putGroups(const uint32_t* groups, uint32_t count, SFWAHEncoder& out) {
+  // Blocks of 32 groups: a bit per group where a word starts (every literal,
+  // the first of each run), then a word per start bit.
+  for (uint32_t base = 0; base < count; base += 32) {
+    const uint32_t n = count - base < 32 ? count - base : 32;
+    uint32_t empty = 0;
+    uint32_t full = 0;
+    markRuns(groups + base, n, empty, full);
+    const uint32_t literals = ~(empty | full) & (n == 32 ? ~0u : (1u << n) - 1);
+    uint32_t starts = literals | (empty & ~(empty << 1)) | (full & ~(full << 1));
+    while (starts != 0) {
+      const uint32_t i = static_cast<uint32_t>(std::countr_zero(starts));
+      starts &= starts - 1;
+      const uint32_t next = starts != 0 ? static_cast<uint32_t>(std::countr_zero(starts)) : n;
+      const uint32_t group = groups[base + i];
+      out.putWord((literals >> i & 1) != 0 ? group | kLiteralBit : (group & kOneFill) | (next - i));
+    }
+  }
+}
+
+bool preferGroups(SFWAHChunks& first, SFWAHChunks& second) {
+  const uint64_t words = uint64_t{first.segmentLength()} + second.segmentLength();
+  // Small segments take the walk: the windows' set-up would cost more than it saves.
+  if (2 * words < SFWAHGroupReader::kWindow) return false;
+  // The groups of the first side's first 1,024 words stand for the whole
+  // segment, so that the choice costs at most that much reading.
+  const SFWAHChunks::ReadMark mark = first.readMark();
+  uint64_t groups = 0;
+  uint64_t sampled = 0;
+  const uint8_t* data = nullptr;
+  for (uint32_t n = first.takeCodedWords(data); n != 0 && sampled < 1024; n = first.takeCodedWords(data)) {
+    const uint32_t take = n < 1024 - sampled ? n : static_cast<uint32_t>(1024 - sampled);
+    for (const uint8_t* end = data + 4 * take; data != end; data += 4) groups += groupsOf(loadLE32(data));
+    sampled += take;
+  }
+  first.restoreMark(mark);
+  return sampled != 0 && groups * first.segmentLength() <= 2 * words * sampled;
+}
+
+}  // namespace quern
