@@ -22,7 +22,7 @@ class SFWAHGroupReader {
   // Groups a window holds at least, unless the segment ends first.
   static constexpr uint32_t kWindow = 8192;
   // Room past the window: one compact word brings at most 511 groups, and
-  // a short word is written as 16 copies whatever its count.
+  // a fill of up to 16 groups is written as 16 copies whatever its count.
   static constexpr uint32_t kSlack = 1024;
 
   // Reads the coded words of the segment at `chunks`' read position.
