@@ -36,6 +36,14 @@ class SFWAHGroupReader {
   const uint32_t* groups() const { return m_groups.data(); }
   // Drops the first `used` of the `held` groups and keeps the rest.
   void consume(uint32_t used, uint32_t held);
+  // The groups of a long fill that the next window starts with (0 when it
+  // starts otherwise), and their value.
+  uint32_t pendingFill(uint32_t& value) const {
+    value = m_pendingValue;
+    return m_kept == 0 ? m_pendingCount : 0;
+  }
+  // Passes over `n` groups of that fill without writing them out.
+  void skipFill(uint32_t n) { m_pendingCount -= n; }
 
  private:
   bool nextSpan();
@@ -77,6 +85,20 @@ bool combineGroups(SFWAHChunks& first, SFWAHChunks& second, SFWAHEncoder& out, C
     QRN_RAISE(2, "alloc groups failed");
   }
   for (;;) {
+    // Where both sides stand in long fills, their overlap is one fill word:
+    // no group of it is written out, so a long quiet stretch costs no more
+    // than in the walk.
+    uint32_t valueA = 0;
+    uint32_t valueB = 0;
+    const uint32_t fillA = a.pendingFill(valueA);
+    const uint32_t fillB = b.pendingFill(valueB);
+    if (fillA != 0 && fillB != 0) {
+      const uint32_t n = fillA < fillB ? fillA : fillB;
+      a.skipFill(n);
+      b.skipFill(n);
+      out.putWord((combine(valueA, valueB) & sfwah::kOneFill) | n);
+      continue;
+    }
     const uint32_t heldA = a.fill();
     const uint32_t heldB = b.fill();
     const uint32_t n = heldA < heldB ? heldA : heldB;

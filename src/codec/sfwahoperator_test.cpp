@@ -124,6 +124,23 @@ TEST(SFWAHOperator, BusyModelAgreement) {
     auto result = apply(op, std::move(left), std::move(right));
     ASSERT_EQ(words(result), words(test::makeVector(model(op, a, b)))) << round;
   }
+  // A busy start, then fills of billions of records on both sides, cut
+  // differently: passed as fill words, not written out group by group.
+  const Bits start = busyBits(random, 31 * 40000);
+  const auto longTail = [&](const Bits& bits, uint32_t cut) {
+    auto vector = std::make_unique<SFWAHVector>(nullptr);
+    for (const bool bit : bits) vector->encoder()->appendBit(bit);
+    vector->encoder()->appendZeros(cut);
+    for (int i = 0; i < 40; ++i) vector->encoder()->appendZeros(0xF0000000u);
+    vector->encoder()->appendZeros(0xF0000000u - cut);
+    vector->encoder()->finish();
+    vector->chunks()->closeSegment();
+    return vector;
+  };
+  const Bits other = busyBits(random, start.size());
+  Bits both = model(Op::And, {start}, {other})[0];
+  auto result = apply(Op::And, longTail(start, 31 * 5000), longTail(other, 31 * 77777));
+  EXPECT_EQ(words(result), words(longTail(both, 0)));
   EXPECT_THROW(apply(Op::And, test::makeVector({busyBits(random, 900000)}), test::makeVector({busyBits(random, 930000)})),
                std::logic_error);
 }
