@@ -102,6 +102,12 @@ class SFWAHChunks {
     m_wordsRead += count;
     return count;
   }
+  // The same as a span: [data, end). False when the segment has none left.
+  bool takeCodedSpan(const uint8_t*& data, const uint8_t*& end) {
+    const uint32_t count = takeCodedWords(data);
+    end = data + 4 * count;
+    return count != 0;
+  }
   // Calls `visit` with each coded word left in the segment being read,
   // moving the read position up to the closing words.
   template <typename Visit>

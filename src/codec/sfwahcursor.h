@@ -26,7 +26,7 @@ class SFWAHCursor {
   uint32_t skipGroups(uint32_t n) {
     while (n != 0 && m_next < m_size) n -= takeFromFront(n);
     while (n != 0) {
-      if (m_data == m_end && !nextSpan()) return n;
+      if (m_data == m_end && !m_chunks.takeCodedSpan(m_data, m_end)) return n;
       const uint32_t word = loadLE32(m_data);
       const uint32_t groups = sfwah::groupsOf(word);
       if (groups > n) {
@@ -41,11 +41,6 @@ class SFWAHCursor {
   }
 
  private:
-  bool nextSpan() {
-    const uint32_t count = m_chunks.takeCodedWords(m_data);
-    m_end = m_data + 4 * count;
-    return count != 0;
-  }
   // Takes up to n groups of the front word; returns how many it took.
   uint32_t takeFromFront(uint32_t n) {
     uint32_t& word = m_words[m_next];
@@ -58,7 +53,7 @@ class SFWAHCursor {
     return n;
   }
   [[gnu::always_inline]] bool load() {
-    if (m_data == m_end && !nextSpan()) return false;
+    if (m_data == m_end && !m_chunks.takeCodedSpan(m_data, m_end)) return false;
     const uint32_t word = loadLE32(m_data);
     if (((word >> 29) - 1) < 2) {
       m_size = sfwah::expandWord(word, m_words);

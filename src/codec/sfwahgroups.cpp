@@ -62,12 +62,6 @@ SFWAHGroupReader::SFWAHGroupReader(SFWAHChunks& chunks) : m_chunks(chunks) {
   }
 }
 
-bool SFWAHGroupReader::nextSpan() {
-  const uint32_t count = m_chunks.takeCodedWords(m_data);
-  m_end = m_data + 4 * count;
-  return count != 0;
-}
-
 uint32_t SFWAHGroupReader::fill() {
   uint32_t* groups = m_groups.data();
   uint32_t at = m_kept;
@@ -77,7 +71,7 @@ uint32_t SFWAHGroupReader::fill() {
     at = putLongFill(at, m_pendingValue, count);
   }
   while (at < kWindow) {
-    if (m_data == m_end && !nextSpan()) break;
+    if (m_data == m_end && !m_chunks.takeCodedSpan(m_data, m_end)) break;
     const uint32_t word = loadLE32(m_data);
     m_data += 4;
     if (((word >> 29) - 1) < 2) {

@@ -46,7 +46,6 @@ class SFWAHGroupReader {
   void skipFill(uint32_t n) { m_pendingCount -= n; }
 
  private:
-  bool nextSpan();
   // Writes a fill of `count` groups of `value` from `at` up to the window's
   // end and keeps the rest for the next window; returns the new end.
   uint32_t putLongFill(uint32_t at, uint32_t value, uint32_t count);
