@@ -19,15 +19,19 @@ namespace {
 
 using GroupLanes = uint32_t __attribute__((vector_size(16)));
 
-// Four copies of `value`: every literal and short fill is written this way,
-// with no branch on its kind.
 void putFour(uint32_t* at, uint32_t value) {
   const GroupLanes lanes = {value, value, value, value};
   std::memcpy(at, &lanes, sizeof lanes);
 }
 
-void putTwelve(uint32_t* at, uint32_t value) {
-  for (int i = 0; i < 12; i += 4) putFour(at + i, value);
+// Every literal and every fill of up to 16 groups is written as sixteen
+// copies: four stores cost less than a branch on the count, which short runs
+// leave unpredictable.
+void putSixteen(uint32_t* at, uint32_t value) {
+  putFour(at, value);
+  putFour(at + 4, value);
+  putFour(at + 8, value);
+  putFour(at + 12, value);
 }
 
 // Bit i of `empty` and of `full` for groups[i] == 0 and == all ones.
@@ -70,10 +74,13 @@ uint32_t SFWAHGroupReader::fill() {
     m_pendingCount = 0;
     at = putLongFill(at, m_pendingValue, count);
   }
+  // The read position lives in locals here: the loop stores nothing but groups.
+  const uint8_t* data = m_data;
+  const uint8_t* end = m_end;
   while (at < kWindow) {
-    if (m_data == m_end && !m_chunks.takeCodedSpan(m_data, m_end)) break;
-    const uint32_t word = loadLE32(m_data);
-    m_data += 4;
+    if (data == end && !m_chunks.takeCodedSpan(data, end)) break;
+    const uint32_t word = loadLE32(data);
+    data += 4;
     if (((word >> 29) - 1) < 2) {
       at = putCompact(at, word);
       continue;
@@ -83,16 +90,15 @@ uint32_t SFWAHGroupReader::fill() {
     const uint32_t ones = 0u - ((word >> 29) & 1);
     const uint32_t value = (word & kGroupBits & literal) | (kGroupBits & ones & ~literal);
     const uint32_t count = (1 & literal) | (fillCount(word) & ~literal);
-    putFour(groups + at, value);
-    if (count > 4) {
-      if (count > 16) {
-        at = putLongFill(at, value, count);
-        continue;
-      }
-      putTwelve(groups + at + 4, value);
+    putSixteen(groups + at, value);
+    if (count > 16) {
+      at = putLongFill(at, value, count);
+      continue;
     }
     at += count;
   }
+  m_data = data;
+  m_end = end;
   return at;
 }
 
@@ -128,7 +134,9 @@ void SFWAHGroupReader::consume(uint32_t used, uint32_t held) {
 
 void putGroups(const uint32_t* groups, uint32_t count, SFWAHEncoder& out) {
   // Blocks of 32 groups: a bit per group where a word starts (every literal,
-  // the first of each run), then a word per start bit.
+  // the first of each run), then a word per start bit. A run is held until
+  // a group of another kind ends it, so a run across blocks is one word.
+  uint32_t run = 0;
   for (uint32_t base = 0; base < count; base += 32) {
     const uint32_t n = count - base < 32 ? count - base : 32;
     uint32_t empty = 0;
@@ -139,11 +147,24 @@ void putGroups(const uint32_t* groups, uint32_t count, SFWAHEncoder& out) {
     while (starts != 0) {
       const uint32_t i = static_cast<uint32_t>(std::countr_zero(starts));
       starts &= starts - 1;
-      const uint32_t next = starts != 0 ? static_cast<uint32_t>(std::countr_zero(starts)) : n;
       const uint32_t group = groups[base + i];
-      out.putWord((literals >> i & 1) != 0 ? group | kLiteralBit : (group & kOneFill) | (next - i));
+      if ((literals >> i & 1) != 0) {
+        if (run != 0) out.putWord(run);
+        run = 0;
+        out.putWord(group | kLiteralBit);
+        continue;
+      }
+      const uint32_t next = starts != 0 ? static_cast<uint32_t>(std::countr_zero(starts)) : n;
+      const uint32_t word = (group & kOneFill) | (next - i);
+      if (run != 0 && ((run ^ word) & kOneFill) == 0) {
+        run += next - i;
+      } else {
+        if (run != 0) out.putWord(run);
+        run = word;
+      }
     }
   }
+  if (run != 0) out.putWord(run);
 }
 
 bool preferGroups(SFWAHChunks& first, SFWAHChunks& second) {

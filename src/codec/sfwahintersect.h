@@ -16,9 +16,6 @@ struct SFWAHIntersectRules {
       {sfwah::Action::ZW, sfwah::Action::P, sfwah::Action::Literals},
   };
   static uint32_t combine(uint32_t a, uint32_t b);
-  // Busy operands mostly give empty groups, which the group way passes in
-  // runs, while the walk decides at every pair of words.
-  static constexpr bool kGroupWay = true;
   static uint32_t combineBits(uint32_t a, uint32_t b) { return a & b; }
 };
 

@@ -1,9 +1,9 @@
 // The walking frame shared by the three boolean operators. Both coded
 // streams are walked at once, a logical word at a time, and the result goes
 // word by word into the result's encoder, which re-compacts it. A table
-// per operator gives the action by the kinds of the two front words. An
-// operator may take busy segments, nearly a word per group, group by group
-// instead (codec/sfwahgroups.h); the stored words are the same either way.
+// per operator gives the action by the kinds of the two front words. Busy
+// segments, nearly a word per group, go group by group instead
+// (codec/sfwahgroups.h); the stored words are the same either way.
 #pragma once
 
 #include <cstdint>
@@ -37,8 +37,8 @@ using RuleTable = Action[3][3];
 }  // namespace sfwah
 
 // `Rules` gives: kModule (the name in failure texts), kTable, combine(a, b)
-// for two literals, combineBits(a, b) for plain bits (two tails, or two
-// groups) and kGroupWay, whether busy segments go group by group.
+// for two literals and combineBits(a, b) for plain bits (two tails, or two
+// groups).
 template <class Rules>
 class SFWAHOperator {
  public:
@@ -108,15 +108,13 @@ std::unique_ptr<SFWAHVector> SFWAHOperator<Rules>::run() {
   SFWAHChunks& firstChunks = *m_first->chunks();
   SFWAHChunks& secondChunks = *m_second->chunks();
   while (firstChunks.nextSegment() && secondChunks.nextSegment()) {
-    if constexpr (Rules::kGroupWay) {
-      if (preferGroups(firstChunks, secondChunks)) {
-        const auto combine = [](uint32_t a, uint32_t b) { return Rules::combineBits(a, b); };
-        if (!combineGroups(firstChunks, secondChunks, *m_result->encoder(), combine)) {
-          fail(1, __LINE__, "nothing to pop, size is zero");
-        }
-        doAA();
-        continue;
+    if (preferGroups(firstChunks, secondChunks)) {
+      const auto combine = [](uint32_t a, uint32_t b) { return Rules::combineBits(a, b); };
+      if (!combineGroups(firstChunks, secondChunks, *m_result->encoder(), combine)) {
+        fail(1, __LINE__, "nothing to pop, size is zero");
       }
+      doAA();
+      continue;
     }
     SFWAHCursor first(firstChunks);
     SFWAHCursor second(secondChunks);

@@ -112,7 +112,6 @@ TEST(SFWAHOperator, BusyModelAgreement) {
       a.push_back(busyBits(random, length));
       b.push_back(round % 4 == 2 ? test::randomBits(random, length) : busyBits(random, length));
     }
-    // Intersection goes group by group; the other two walk, against the same model.
     const Op op = round % 2 == 0 ? Op::And : round % 4 == 1 ? Op::Or : Op::Xor;
     auto left = test::makeVector(a);
     auto right = test::makeVector(b);
@@ -138,9 +137,11 @@ TEST(SFWAHOperator, BusyModelAgreement) {
     return vector;
   };
   const Bits other = busyBits(random, start.size());
-  Bits both = model(Op::And, {start}, {other})[0];
-  auto result = apply(Op::And, longTail(start, 31 * 5000), longTail(other, 31 * 77777));
-  EXPECT_EQ(words(result), words(longTail(both, 0)));
+  for (const Op op : {Op::And, Op::Or, Op::Xor}) {
+    const Bits both = model(op, {start}, {other})[0];
+    auto result = apply(op, longTail(start, 31 * 5000), longTail(other, 31 * 77777));
+    EXPECT_EQ(words(result), words(longTail(both, 0)));
+  }
   EXPECT_THROW(apply(Op::And, test::makeVector({busyBits(random, 900000)}), test::makeVector({busyBits(random, 930000)})),
                std::logic_error);
 }

@@ -16,9 +16,6 @@ struct SFWAHUnionRules {
       {sfwah::Action::P, sfwah::Action::OW, sfwah::Action::Literals},
   };
   static uint32_t combine(uint32_t a, uint32_t b);
-  // Busy operands give nearly a word per group, which the walk's stretch of
-  // literals puts more cheaply than the group way.
-  static constexpr bool kGroupWay = false;
   static uint32_t combineBits(uint32_t a, uint32_t b) { return a | b; }
 };
 
