@@ -143,6 +143,14 @@ void putGroups(const uint32_t* groups, uint32_t count, SFWAHEncoder& out) {
     uint32_t full = 0;
     markRuns(groups + base, n, empty, full);
     const uint32_t literals = ~(empty | full) & (n == 32 ? ~0u : (1u << n) - 1);
+    if (literals == ~0u) {
+      // A block of literals only, the common block of a busy union: no
+      // start bits to find.
+      if (run != 0) out.putWord(run);
+      run = 0;
+      for (uint32_t i = 0; i < 32; ++i) out.putWord(groups[base + i] | kLiteralBit);
+      continue;
+    }
     uint32_t starts = literals | (empty & ~(empty << 1)) | (full & ~(full << 1));
     while (starts != 0) {
       const uint32_t i = static_cast<uint32_t>(std::countr_zero(starts));
