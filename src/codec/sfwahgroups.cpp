@@ -175,7 +175,7 @@ void putGroups(const uint32_t* groups, uint32_t count, SFWAHEncoder& out) {
   if (run != 0) out.putWord(run);
 }
 
-bool preferGroups(SFWAHChunks& first, SFWAHChunks& second) {
+bool preferGroups(SFWAHChunks& first, SFWAHChunks& second, uint32_t maxGroupsPerWord) {
   const uint64_t words = uint64_t{first.segmentLength()} + second.segmentLength();
   // Small segments take the walk: the windows' set-up would cost more than it saves.
   if (2 * words < SFWAHGroupReader::kWindow) return false;
@@ -191,7 +191,8 @@ bool preferGroups(SFWAHChunks& first, SFWAHChunks& second) {
     sampled += take;
   }
   first.restoreMark(mark);
-  return sampled != 0 && groups * first.segmentLength() <= 2 * words * sampled;
+  // Both sides hold the same groups: twice the first side's over the words of both.
+  return sampled != 0 && 2 * groups * first.segmentLength() <= maxGroupsPerWord * words * sampled;
 }
 
 }  // namespace quern

@@ -65,10 +65,11 @@ class SFWAHGroupReader {
 // a window's end, so the stored words are those of putting group by group.
 void putGroups(const uint32_t* groups, uint32_t count, SFWAHEncoder& out);
 
-// True when the segments at both read positions have at most two groups per
-// stored word, where the group way is the faster, judged by the first side's
-// first words. Both read positions stay where they are.
-bool preferGroups(SFWAHChunks& first, SFWAHChunks& second);
+// True when the segments at both read positions have at most
+// `maxGroupsPerWord` groups per stored word (the mean of the two sides),
+// where the group way is the faster, judged by the first side's first words.
+// Both read positions stay where they are.
+bool preferGroups(SFWAHChunks& first, SFWAHChunks& second, uint32_t maxGroupsPerWord);
 
 // Combines the segments at both read positions group by group into `out`,
 // up to their closing words. False when one side's groups end before the

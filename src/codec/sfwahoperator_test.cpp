@@ -117,7 +117,10 @@ TEST(SFWAHOperator, BusyModelAgreement) {
     auto right = test::makeVector(b);
     left->chunks()->nextSegment();
     right->chunks()->nextSegment();
-    ASSERT_TRUE(preferGroups(*left->chunks(), *right->chunks())) << round;
+    const uint32_t limit = op == Op::And  ? SFWAHIntersectRules::kGroupWayLimit
+                           : op == Op::Or ? SFWAHUnionRules::kGroupWayLimit
+                                          : SFWAHXorRules::kGroupWayLimit;
+    ASSERT_TRUE(preferGroups(*left->chunks(), *right->chunks(), limit)) << round;
     left->chunks()->rewind();
     right->chunks()->rewind();
     auto result = apply(op, std::move(left), std::move(right));
