@@ -191,8 +191,10 @@ bool preferGroups(SFWAHChunks& first, SFWAHChunks& second, uint32_t maxGroupsPer
     sampled += take;
   }
   first.restoreMark(mark);
-  // Both sides hold the same groups: twice the first side's over the words of both.
-  return sampled != 0 && 2 * groups * first.segmentLength() <= maxGroupsPerWord * words * sampled;
+  // Both sides hold the same groups: twice the first side's over the words
+  // of both. Divided, not multiplied out, since huge fills in a damaged image
+  // would overflow the product.
+  return sampled != 0 && 2 * groups <= uint64_t{maxGroupsPerWord} * words * sampled / first.segmentLength();
 }
 
 }  // namespace quern
