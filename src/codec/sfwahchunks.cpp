@@ -64,6 +64,22 @@ void SFWAHChunks::appendFrom(SFWAHChunks& source, uint32_t count) {
   }
 }
 
+void SFWAHChunks::appendWords(const uint32_t* words, uint32_t count) {
+  while (count != 0) {
+    if (m_chunks.empty() || m_chunks.back().used + 4 > m_chunks.back().capacity) {
+      makeChunk(count * 4 > kChunkBytes ? count * 4 : kChunkBytes);
+    }
+    SFWAHChunk& to = m_chunks.back();
+    const uint32_t room = (to.capacity - to.used) / 4;
+    const uint32_t take = count < room ? count : room;
+    for (uint32_t i = 0; i < take; ++i) storeLE32(to.data + to.used + 4 * i, words[i]);
+    to.used += 4 * take;
+    m_wordCount += take;
+    words += take;
+    count -= take;
+  }
+}
+
 void SFWAHChunks::addChunk(const SFWAHChunk* chunk, uint32_t wordCount) {
   if (chunk == nullptr) QRN_RAISE(2, "invalid chunk");
   try {

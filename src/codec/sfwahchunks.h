@@ -41,6 +41,9 @@ class SFWAHChunks {
     chunk.used += 4;
     ++m_wordCount;
   }
+  // Appends `count` words at once: the room left in the last chunk first,
+  // then one chunk for the rest.
+  void appendWords(const uint32_t* words, uint32_t count);
   // Ends the segment of the words appended since the last close.
   void closeSegment();
   // Adds a filled chunk (the record is copied; its block stays where it is).

@@ -2,6 +2,10 @@
 
 #include <bit>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include "codec/sfwahvector.h"
 #include "frame/exception.h"
 
@@ -23,6 +27,63 @@ uint32_t makeLFL(uint32_t first, uint32_t fill, uint32_t last) {
 uint32_t makeFLF(uint32_t fill1, uint32_t literal, uint32_t fill2) {
   return kFLF | byteIndex(literal) << 27 | fill1 << 16 | byteValue(literal) << 8 | fill2;
 }
+
+// One bit per word, for up to 64 words, of each kind of word that matters
+// to the compact forms.
+struct WordKinds {
+  uint64_t plain = 0;      // a literal that joins no compact word
+  uint64_t single = 0;     // a single-byte literal
+  uint64_t shortZero = 0;  // a zero fill of fewer than 256 groups
+  uint64_t zero = 0;
+  uint64_t one = 0;
+};
+
+WordKinds kindsOf(const uint32_t* words, uint32_t count) {
+  WordKinds kinds;
+  uint32_t i = 0;
+#if defined(__SSE2__)
+  const __m128i zero = _mm_setzero_si128();
+  const __m128i groupBits = _mm_set1_epi32(static_cast<int>(kGroupBits));
+  const __m128i kindMask = _mm_set1_epi32(static_cast<int>(kKindMask));
+  const __m128i oneFill = _mm_set1_epi32(static_cast<int>(kOneFill));
+  const __m128i countHigh = _mm_set1_epi32(static_cast<int>(0xFFFFFF00u));
+  const __m128i notByte0 = _mm_set1_epi32(static_cast<int>(0x7FFFFF00u));
+  const __m128i notByte1 = _mm_set1_epi32(static_cast<int>(0x7FFF00FFu));
+  const __m128i notByte2 = _mm_set1_epi32(static_cast<int>(0x7F00FFFFu));
+  const __m128i notByte3 = _mm_set1_epi32(static_cast<int>(0x00FFFFFFu));
+  const auto bitsOf = [](__m128i lanes) { return static_cast<uint64_t>(_mm_movemask_ps(_mm_castsi128_ps(lanes))); };
+  for (; i + 4 <= count; i += 4) {
+    const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(words + i));
+    const __m128i literal = _mm_srai_epi32(x, 31);
+    const __m128i bits = _mm_and_si128(x, groupBits);
+    const __m128i oneByte = _mm_or_si128(
+        _mm_or_si128(_mm_cmpeq_epi32(_mm_and_si128(bits, notByte0), zero),
+                     _mm_cmpeq_epi32(_mm_and_si128(bits, notByte1), zero)),
+        _mm_or_si128(_mm_cmpeq_epi32(_mm_and_si128(bits, notByte2), zero),
+                     _mm_cmpeq_epi32(_mm_and_si128(bits, notByte3), zero)));
+    const __m128i single = _mm_andnot_si128(_mm_cmpeq_epi32(bits, zero), _mm_and_si128(oneByte, literal));
+    const __m128i kind = _mm_and_si128(x, kindMask);
+    kinds.plain |= bitsOf(_mm_andnot_si128(single, literal)) << i;
+    kinds.single |= bitsOf(single) << i;
+    kinds.shortZero |= bitsOf(_mm_cmpeq_epi32(_mm_and_si128(x, countHigh), zero)) << i;
+    kinds.zero |= bitsOf(_mm_cmpeq_epi32(kind, zero)) << i;
+    kinds.one |= bitsOf(_mm_cmpeq_epi32(kind, oneFill)) << i;
+  }
+#endif
+  for (; i < count; ++i) {
+    const uint32_t word = words[i];
+    const bool single = isLiteral(word) && isSingleByte(word);
+    kinds.plain |= static_cast<uint64_t>(isLiteral(word) && !single) << i;
+    kinds.single |= static_cast<uint64_t>(single) << i;
+    kinds.shortZero |= static_cast<uint64_t>((word & 0xFFFFFF00u) == 0) << i;
+    kinds.zero |= static_cast<uint64_t>(isZeroFill(word)) << i;
+    kinds.one |= static_cast<uint64_t>(isOneFill(word)) << i;
+  }
+  return kinds;
+}
+
+// The bits of words `shift` places on: those of `marks`, then of `next`.
+uint64_t ahead(uint64_t marks, uint64_t next, uint32_t shift) { return marks >> shift | next << (64 - shift); }
 
 }  // namespace
 
@@ -233,6 +294,71 @@ uint32_t SFWAHEncoder::mergeCount(uint32_t count, uint32_t add, uint32_t fullWor
     sum -= kMaxCount;
   }
   return sum;
+}
+
+void SFWAHEncoder::putWords(const uint32_t* words, uint32_t count) {
+  markWords(words, count);
+  // Words after the last plain literal may join the next call's: they go
+  // word by word.
+  uint32_t end = count;
+  while (end != 0 && (m_plainMarks[(end - 1) / 64] >> ((end - 1) % 64) & 1) == 0) --end;
+  uint32_t i = 0;
+  // Where patterns are many, the stretches are too short to pay for finding.
+  uint32_t patterns = 0;
+  for (const uint64_t marks : m_patternMarks) patterns += static_cast<uint32_t>(std::popcount(marks));
+  if (patterns > count / 8) end = 0;
+  while (i < end) {
+    if (m_state != 0) {
+      putWord(words[i++]);
+      continue;
+    }
+    const uint32_t stop = nextMachineStretch(i, end);
+    if (stop != i) m_out->appendWords(words + i, stop - i);
+    i = stop;
+    if (i < end) putWord(words[i++]);
+  }
+  for (; i < count; ++i) putWord(words[i]);
+}
+
+void SFWAHEncoder::markWords(const uint32_t* words, uint32_t count) {
+  const uint32_t entries = (count + 63) / 64;
+  try {
+    m_plainMarks.resize(entries);
+    m_patternMarks.resize(entries);
+  } catch (...) {
+    QRN_RAISE(2, "alloc word marks failed");
+  }
+  WordKinds now = kindsOf(words, count < 64 ? count : 64);
+  for (uint32_t entry = 0; entry < entries; ++entry) {
+    const uint32_t base = 64 * (entry + 1);
+    const WordKinds next = base < count ? kindsOf(words + base, count - base < 64 ? count - base : 64) : WordKinds{};
+    const uint64_t lfl = now.single & ahead(now.shortZero, next.shortZero, 1) & ahead(now.single, next.single, 2);
+    const uint64_t flf = now.shortZero & ahead(now.single, next.single, 1) & ahead(now.zero, next.zero, 2);
+    const uint64_t merge = (now.zero & ahead(now.zero, next.zero, 1)) | (now.one & ahead(now.one, next.one, 1));
+    m_plainMarks[entry] = now.plain;
+    m_patternMarks[entry] = lfl | flf | merge;
+    now = next;
+  }
+}
+
+uint32_t SFWAHEncoder::nextMachineStretch(uint32_t from, uint32_t end) const {
+  for (uint32_t entry = from / 64; 64 * entry < end; ++entry) {
+    uint64_t marks = m_patternMarks[entry];
+    if (entry == from / 64) marks &= ~uint64_t{0} << (from % 64);
+    if (marks == 0) continue;
+    const uint32_t at = 64 * entry + static_cast<uint32_t>(std::countr_zero(marks));
+    if (at >= end) return end;
+    // The stretch starts after the last plain literal before the pattern.
+    for (uint32_t back = entry + 1; back-- > from / 64;) {
+      uint64_t plain = m_plainMarks[back];
+      if (back == entry) plain &= (uint64_t{1} << (at % 64)) - 1;
+      if (plain == 0) continue;
+      const uint32_t start = 64 * back + 64 - static_cast<uint32_t>(std::countl_zero(plain));
+      return start > from ? start : from;
+    }
+    return from;
+  }
+  return end;
 }
 
 void SFWAHEncoder::finish() {

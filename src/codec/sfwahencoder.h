@@ -8,7 +8,7 @@
 
 #include <cstdint>
 
-#include <bit>
+#include <vector>
 
 #include "codec/sfwahchunks.h"
 #include "codec/sfwahwordcache.h"
@@ -39,7 +39,7 @@ class SFWAHEncoder {
     // The frequent cases of a walk are taken here; the rest of the state
     // machine is in putCachedWord.
     if (sfwah::isLiteral(word)) {
-      if (!isSingleByte(word) && (m_state == 0 || m_state == 1 || m_state == 2 || m_state == 7)) {
+      if (!sfwah::isSingleByte(word) && (m_state == 0 || m_state == 1 || m_state == 2 || m_state == 7)) {
         // A literal that joins no compact word stores what is cached, a lone
         // fill at most, and itself.
         if (m_state != 0) emit(m_cache.pop());
@@ -68,6 +68,12 @@ class SFWAHEncoder {
     }
     putCachedWord(word);
   }
+  // Puts `count` logical words, storing what putting them one at a time
+  // would. Between two literals that join no compact word the machine stores
+  // the words it is given unchanged, unless they hold a compact word's
+  // pattern or two fills of one kind; such stretches are copied as they stand
+  // and only the others go word by word.
+  void putWords(const uint32_t* words, uint32_t count);
   // Stores everything cached, then the tail word and the tail length. The
   // owner closes the segment of its chunks next.
   void finish();
@@ -81,10 +87,6 @@ class SFWAHEncoder {
   void setVector(SFWAHVector* vector);
 
  private:
-  static bool isSingleByte(uint32_t literal) {
-    const uint32_t bits = literal & sfwah::kGroupBits;
-    return bits != 0 && (31 - std::countl_zero(bits)) / 8 == std::countr_zero(bits) / 8;
-  }
   // Appends `count` copies of `bit` that fit in the active group.
   void fillActive(uint32_t count, uint32_t bit);
   void putCachedWord(uint32_t word);
@@ -98,6 +100,13 @@ class SFWAHEncoder {
   uint32_t mergeCount(uint32_t count, uint32_t add, uint32_t fullWord);
   void emit(uint32_t word) { m_out->appendWord(word); }
   void setStateBySize(uint32_t count) { m_state = count < 256 ? 1 : 2; }
+  // Marks, 64 words to an entry, the plain literals of `words` (those that
+  // join no compact word) and the words that begin a compact word's pattern
+  // or two fills of one kind.
+  void markWords(const uint32_t* words, uint32_t count);
+  // The first word at or after `from`, up to `end`, whose stretch between
+  // plain literals must go word by word; `end` when there is none.
+  uint32_t nextMachineStretch(uint32_t from, uint32_t end) const;
 
   uint32_t m_activeWord = 0;
   uint32_t m_activeBits = 0;
@@ -105,6 +114,8 @@ class SFWAHEncoder {
   SFWAHWordCache m_cache;
   SFWAHVector* m_vector = nullptr;
   SFWAHChunks* m_out = nullptr;  // the vector's chunks
+  std::vector<uint64_t> m_plainMarks;
+  std::vector<uint64_t> m_patternMarks;
 };
 
 }  // namespace quern

@@ -131,5 +131,45 @@ TEST(SFWAHEncoder, ModelRoundTripAndCutIndependence) {
   }
 }
 
+// Logical words in many mixes, from plain literals nearly only to compact
+// patterns nearly only, put in calls of any size: the same stored words as
+// putting them one at a time, stretches copied whole or not.
+TEST(SFWAHEncoder, PutWordsMatchesWordByWord) {
+  std::mt19937 random(11);
+  const auto draw = [&](uint32_t kind) -> uint32_t {
+    const uint32_t byte = random() % 4;
+    switch (kind) {
+      case 0:  // a literal over two bytes at least
+        return sfwah::kLiteralBit | 1u << (random() % 8) | 1u << (8 + random() % 23) | (random() & sfwah::kGroupBits);
+      case 1:  // a single-byte literal
+        return sfwah::kLiteralBit | ((random() % (byte == 3 ? 127 : 255) + 1) << (8 * byte));
+      case 2:
+        return 1 + random() % 255;
+      case 3:
+        return random() % 50 == 0 ? sfwah::kMaxCount - random() % 3 : 256 + random() % 2000;
+      default:
+        return sfwah::kOneFill | (1 + random() % 300);
+    }
+  };
+  for (int round = 0; round < 400; ++round) {
+    // Weights of the five kinds: plain literals weigh 1 to 40 against the rest.
+    const uint32_t plain = 1 + random() % 40;
+    const uint32_t length = round < 40 ? 58 + round % 12 + 64 * (round % 3) : random() % 3000;
+    Words logical;
+    for (uint32_t i = 0; i < length; ++i) {
+      const uint32_t pick = random() % (plain + 4);
+      logical.push_back(draw(pick < plain ? 0 : pick - plain + 1));
+    }
+    SFWAHVector vector(nullptr);
+    for (uint32_t at = 0; at < length;) {
+      const uint32_t count = std::min<uint32_t>(length - at, random() % 3 == 0 ? random() % 5 : random() % 700);
+      vector.encoder()->putWords(logical.data() + at, count);
+      at += count;
+    }
+    vector.encoder()->finish();
+    ASSERT_EQ(test::storedWords(*vector.chunks()), putAll(logical)) << round;
+  }
+}
+
 }  // namespace
 }  // namespace quern

@@ -56,6 +56,11 @@ void markRuns(const uint32_t* groups, uint32_t count, uint32_t& empty, uint32_t&
   }
 }
 
+// Writes `count` groups as literals to `to`, which may lie at or before them.
+void markLiterals(const uint32_t* groups, uint32_t* to, uint32_t count) {
+  for (uint32_t i = 0; i < count; ++i) to[i] = groups[i] | kLiteralBit;
+}
+
 }  // namespace
 
 SFWAHGroupReader::SFWAHGroupReader(SFWAHChunks& chunks) : m_chunks(chunks) {
@@ -132,47 +137,57 @@ void SFWAHGroupReader::consume(uint32_t used, uint32_t held) {
   m_kept = held - used;
 }
 
-void putGroups(const uint32_t* groups, uint32_t count, SFWAHEncoder& out) {
+void putGroups(uint32_t* groups, uint32_t count, SFWAHEncoder& out) {
+  if (count == 0) return;
   // Blocks of 32 groups: a bit per group where a word starts (every literal,
-  // the first of each run), then a word per start bit. A run is held until
-  // a group of another kind ends it, so a run across blocks is one word.
-  uint32_t run = 0;
+  // the first group of each run, a run carried over from the block before
+  // included). A word is finished when the next start shows where it ends:
+  // a fill takes the groups up to it, a literal stays as it is. Word k goes
+  // where group k was: every group it could still need lies past it.
+  uint32_t* const words = groups;
+  uint32_t* at = words;
+  const auto wordOf = [](uint32_t group) {
+    const uint32_t literal = 0u - static_cast<uint32_t>(group != 0 && group != kGroupBits);
+    return ((group | kLiteralBit) & literal) | (group & kOneFill & ~literal);
+  };
+  // The word begun at `start`, ended by the next start at `next`.
+  const auto finished = [](uint32_t word, uint32_t start, uint32_t next) {
+    return word + ((next - start) & ((word >> 31) - 1));
+  };
+  uint32_t word = wordOf(groups[0]);
+  uint32_t start = 0;
+  uint32_t emptyBefore = 0;
+  uint32_t fullBefore = 0;
   for (uint32_t base = 0; base < count; base += 32) {
     const uint32_t n = count - base < 32 ? count - base : 32;
     uint32_t empty = 0;
     uint32_t full = 0;
     markRuns(groups + base, n, empty, full);
     const uint32_t literals = ~(empty | full) & (n == 32 ? ~0u : (1u << n) - 1);
-    if (literals == ~0u) {
-      // A block of literals only, the common block of a busy union: no
-      // start bits to find.
-      if (run != 0) out.putWord(run);
-      run = 0;
-      for (uint32_t i = 0; i < 32; ++i) out.putWord(groups[base + i] | kLiteralBit);
+    uint32_t starts = literals | (empty & ~(empty << 1 | emptyBefore)) | (full & ~(full << 1 | fullBefore));
+    if (base == 0) starts &= ~1u;
+    emptyBefore = empty >> 31;
+    fullBefore = full >> 31;
+    if (literals == ~0u && base != 0) {
+      // A block of literals only, the common block of a busy union: each
+      // group is its word.
+      *at++ = finished(word, start, base);
+      markLiterals(groups + base, at, 31);
+      at += 31;
+      word = groups[base + 31] | kLiteralBit;
+      start = base + 31;
       continue;
     }
-    uint32_t starts = literals | (empty & ~(empty << 1)) | (full & ~(full << 1));
     while (starts != 0) {
       const uint32_t i = static_cast<uint32_t>(std::countr_zero(starts));
       starts &= starts - 1;
-      const uint32_t group = groups[base + i];
-      if ((literals >> i & 1) != 0) {
-        if (run != 0) out.putWord(run);
-        run = 0;
-        out.putWord(group | kLiteralBit);
-        continue;
-      }
-      const uint32_t next = starts != 0 ? static_cast<uint32_t>(std::countr_zero(starts)) : n;
-      const uint32_t word = (group & kOneFill) | (next - i);
-      if (run != 0 && ((run ^ word) & kOneFill) == 0) {
-        run += next - i;
-      } else {
-        if (run != 0) out.putWord(run);
-        run = word;
-      }
+      *at++ = finished(word, start, base + i);
+      word = wordOf(groups[base + i]);
+      start = base + i;
     }
   }
-  if (run != 0) out.putWord(run);
+  *at++ = finished(word, start, count);
+  out.putWords(words, static_cast<uint32_t>(at - words));
 }
 
 bool preferGroups(SFWAHChunks& first, SFWAHChunks& second, uint32_t maxGroupsPerWord) {

@@ -63,7 +63,8 @@ class SFWAHGroupReader {
 // Puts `count` groups through `out`: a run of empty or of full groups as
 // one fill, every other group as a literal. The encoder merges a run cut by
 // a window's end, so the stored words are those of putting group by group.
-void putGroups(const uint32_t* groups, uint32_t count, SFWAHEncoder& out);
+// The logical words are gathered over the groups, which are lost.
+void putGroups(uint32_t* groups, uint32_t count, SFWAHEncoder& out);
 
 // True when the segments at both read positions have at most
 // `maxGroupsPerWord` groups per stored word (the mean of the two sides),

@@ -3,6 +3,7 @@
 // stored word expands to. One thread at a time.
 #pragma once
 
+#include <bit>
 #include <cstdint>
 
 namespace quern {
@@ -24,6 +25,11 @@ inline bool isLiteral(uint32_t word) { return (word & kLiteralBit) != 0; }
 inline bool isZeroFill(uint32_t word) { return (word & kKindMask) == 0; }
 inline bool isOneFill(uint32_t word) { return (word & kKindMask) == kOneFill; }
 inline uint32_t fillCount(uint32_t word) { return word & kMaxCount; }
+// A literal whose ones all lie in one byte, which a compact word can hold.
+inline bool isSingleByte(uint32_t literal) {
+  const uint32_t bits = literal & kGroupBits;
+  return bits != 0 && (31 - std::countl_zero(bits)) / 8 == std::countr_zero(bits) / 8;
+}
 
 // Groups of 31 bits that a stored word stands for.
 inline uint32_t groupsOf(uint32_t word) {
