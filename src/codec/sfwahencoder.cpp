@@ -85,6 +85,18 @@ WordKinds kindsOf(const uint32_t* words, uint32_t count) {
 // The bits of words `shift` places on: those of `marks`, then of `next`.
 uint64_t ahead(uint64_t marks, uint64_t next, uint32_t shift) { return marks >> shift | next << (64 - shift); }
 
+// The first marked word at or after `from`, or `end` when none is before it.
+uint32_t nextMark(const std::vector<uint64_t>& marks, uint32_t from, uint32_t end) {
+  for (uint32_t entry = from / 64; 64 * entry < end; ++entry) {
+    uint64_t bits = marks[entry];
+    if (entry == from / 64) bits &= ~uint64_t{0} << (from % 64);
+    if (bits == 0) continue;
+    const uint32_t at = 64 * entry + static_cast<uint32_t>(std::countr_zero(bits));
+    return at < end ? at : end;
+  }
+  return end;
+}
+
 }  // namespace
 
 SFWAHEncoder::SFWAHEncoder(SFWAHVector* vector) { setVector(vector); }
@@ -303,19 +315,14 @@ void SFWAHEncoder::putWords(const uint32_t* words, uint32_t count) {
   uint32_t end = count;
   while (end != 0 && (m_plainMarks[(end - 1) / 64] >> ((end - 1) % 64) & 1) == 0) --end;
   uint32_t i = 0;
-  // Where patterns are many, the stretches are too short to pay for finding.
-  uint32_t patterns = 0;
-  for (const uint64_t marks : m_patternMarks) patterns += static_cast<uint32_t>(std::popcount(marks));
-  if (patterns > count / 8) end = 0;
   while (i < end) {
     if (m_state != 0) {
       putWord(words[i++]);
       continue;
     }
-    const uint32_t stop = nextMachineStretch(i, end);
-    if (stop != i) m_out->appendWords(words + i, stop - i);
-    i = stop;
-    if (i < end) putWord(words[i++]);
+    const uint32_t stop = nextMergeStretch(i, end);
+    i = putPatterns(words, i, stop);
+    if (i == stop && i < end) putWord(words[i++]);
   }
   for (; i < count; ++i) putWord(words[i]);
 }
@@ -325,6 +332,7 @@ void SFWAHEncoder::markWords(const uint32_t* words, uint32_t count) {
   try {
     m_plainMarks.resize(entries);
     m_patternMarks.resize(entries);
+    m_mergeMarks.resize(entries);
   } catch (...) {
     QRN_RAISE(2, "alloc word marks failed");
   }
@@ -334,31 +342,48 @@ void SFWAHEncoder::markWords(const uint32_t* words, uint32_t count) {
     const WordKinds next = base < count ? kindsOf(words + base, count - base < 64 ? count - base : 64) : WordKinds{};
     const uint64_t lfl = now.single & ahead(now.shortZero, next.shortZero, 1) & ahead(now.single, next.single, 2);
     const uint64_t flf = now.shortZero & ahead(now.single, next.single, 1) & ahead(now.zero, next.zero, 2);
-    const uint64_t merge = (now.zero & ahead(now.zero, next.zero, 1)) | (now.one & ahead(now.one, next.one, 1));
     m_plainMarks[entry] = now.plain;
-    m_patternMarks[entry] = lfl | flf | merge;
+    m_patternMarks[entry] = lfl | flf;
+    m_mergeMarks[entry] = (now.zero & ahead(now.zero, next.zero, 1)) | (now.one & ahead(now.one, next.one, 1));
     now = next;
   }
 }
 
-uint32_t SFWAHEncoder::nextMachineStretch(uint32_t from, uint32_t end) const {
-  for (uint32_t entry = from / 64; 64 * entry < end; ++entry) {
-    uint64_t marks = m_patternMarks[entry];
-    if (entry == from / 64) marks &= ~uint64_t{0} << (from % 64);
-    if (marks == 0) continue;
-    const uint32_t at = 64 * entry + static_cast<uint32_t>(std::countr_zero(marks));
-    if (at >= end) return end;
-    // The stretch starts after the last plain literal before the pattern.
-    for (uint32_t back = entry + 1; back-- > from / 64;) {
-      uint64_t plain = m_plainMarks[back];
-      if (back == entry) plain &= (uint64_t{1} << (at % 64)) - 1;
-      if (plain == 0) continue;
-      const uint32_t start = 64 * back + 64 - static_cast<uint32_t>(std::countl_zero(plain));
-      return start > from ? start : from;
-    }
-    return from;
+uint32_t SFWAHEncoder::nextMergeStretch(uint32_t from, uint32_t end) const {
+  const uint32_t at = nextMark(m_mergeMarks, from, end);
+  if (at == end) return end;
+  // The stretch starts after the last plain literal before the merge.
+  for (uint32_t back = at / 64 + 1; back-- > from / 64;) {
+    uint64_t plain = m_plainMarks[back];
+    if (back == at / 64) plain &= (uint64_t{1} << (at % 64)) - 1;
+    if (plain == 0) continue;
+    const uint32_t start = 64 * back + 64 - static_cast<uint32_t>(std::countl_zero(plain));
+    return start > from ? start : from;
   }
-  return end;
+  return from;
+}
+
+uint32_t SFWAHEncoder::putPatterns(const uint32_t* words, uint32_t from, uint32_t stop) {
+  for (uint32_t i = from;;) {
+    const uint32_t at = nextMark(m_patternMarks, i, stop);
+    if (at != i) m_out->appendWords(words + i, at - i);
+    if (at == stop) return stop;
+    const uint32_t first = words[at];
+    const uint32_t middle = words[at + 1];
+    const uint32_t last = words[at + 2];
+    if (isLiteral(first)) {
+      emit(makeLFL(first, middle, last));
+    } else if (last < 256) {
+      emit(makeFLF(first, middle, last));
+    } else {
+      // As in state 5: the compact word takes 255 groups of the fill.
+      emit(makeFLF(first, middle, 255));
+      m_cache.push(last - 255);
+      setStateBySize(last - 255);
+      return at + 3;
+    }
+    i = at + 3;
+  }
 }
 
 void SFWAHEncoder::finish() {

@@ -69,10 +69,12 @@ class SFWAHEncoder {
     putCachedWord(word);
   }
   // Puts `count` logical words, storing what putting them one at a time
-  // would. Between two literals that join no compact word the machine stores
-  // the words it is given unchanged, unless they hold a compact word's
-  // pattern or two fills of one kind; such stretches are copied as they stand
-  // and only the others go word by word.
+  // would. Where no two fills of one kind meet, the machine's choices are
+  // those of taking each compact pattern (single-byte literal, short zero
+  // fill, single-byte literal; short zero fill, single-byte literal, zero
+  // fill) leftmost first and every other word as it stands: so those
+  // stretches are stored from marks found four words at a time, and only
+  // the others and the words after the last plain literal go word by word.
   void putWords(const uint32_t* words, uint32_t count);
   // Stores everything cached, then the tail word and the tail length. The
   // owner closes the segment of its chunks next.
@@ -101,12 +103,16 @@ class SFWAHEncoder {
   void emit(uint32_t word) { m_out->appendWord(word); }
   void setStateBySize(uint32_t count) { m_state = count < 256 ? 1 : 2; }
   // Marks, 64 words to an entry, the plain literals of `words` (those that
-  // join no compact word) and the words that begin a compact word's pattern
-  // or two fills of one kind.
+  // join no compact word), the words that begin a compact pattern and those
+  // followed by a fill of their own kind.
   void markWords(const uint32_t* words, uint32_t count);
   // The first word at or after `from`, up to `end`, whose stretch between
-  // plain literals must go word by word; `end` when there is none.
-  uint32_t nextMachineStretch(uint32_t from, uint32_t end) const;
+  // plain literals holds two fills of one kind; `end` when there is none.
+  uint32_t nextMergeStretch(uint32_t from, uint32_t end) const;
+  // Stores the words from `from` up to `stop`, patterns as compact words.
+  // Returns `stop`, or where it stopped with a zero fill cached: the rest
+  // of a fill that a compact word could not hold whole.
+  uint32_t putPatterns(const uint32_t* words, uint32_t from, uint32_t stop);
 
   uint32_t m_activeWord = 0;
   uint32_t m_activeBits = 0;
@@ -116,6 +122,7 @@ class SFWAHEncoder {
   SFWAHChunks* m_out = nullptr;  // the vector's chunks
   std::vector<uint64_t> m_plainMarks;
   std::vector<uint64_t> m_patternMarks;
+  std::vector<uint64_t> m_mergeMarks;
 };
 
 }  // namespace quern
