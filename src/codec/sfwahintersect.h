@@ -16,8 +16,6 @@ struct SFWAHIntersectRules {
       {sfwah::Action::ZW, sfwah::Action::P, sfwah::Action::Literals},
   };
   static uint32_t combine(uint32_t a, uint32_t b);
-  // The result of busy operands is mostly empty groups, passed in runs.
-  static constexpr uint32_t kGroupWayLimit = 4;
   static uint32_t combineBits(uint32_t a, uint32_t b) { return a & b; }
 };
 

@@ -37,9 +37,8 @@ using RuleTable = Action[3][3];
 }  // namespace sfwah
 
 // `Rules` gives: kModule (the name in failure texts), kTable, combine(a, b)
-// for two literals, combineBits(a, b) for plain bits (two tails, or two
-// groups) and kGroupWayLimit, the most groups per stored word at which busy
-// segments go group by group.
+// for two literals and combineBits(a, b) for plain bits (two tails, or two
+// groups).
 template <class Rules>
 class SFWAHOperator {
  public:
@@ -109,7 +108,7 @@ std::unique_ptr<SFWAHVector> SFWAHOperator<Rules>::run() {
   SFWAHChunks& firstChunks = *m_first->chunks();
   SFWAHChunks& secondChunks = *m_second->chunks();
   while (firstChunks.nextSegment() && secondChunks.nextSegment()) {
-    if (preferGroups(firstChunks, secondChunks, Rules::kGroupWayLimit)) {
+    if (preferGroups(firstChunks, secondChunks, kGroupWayLimit)) {
       const auto combine = [](uint32_t a, uint32_t b) { return Rules::combineBits(a, b); };
       if (!combineGroups(firstChunks, secondChunks, *m_result->encoder(), combine)) {
         fail(1, __LINE__, "nothing to pop, size is zero");

@@ -117,10 +117,7 @@ TEST(SFWAHOperator, BusyModelAgreement) {
     auto right = test::makeVector(b);
     left->chunks()->nextSegment();
     right->chunks()->nextSegment();
-    const uint32_t limit = op == Op::And  ? SFWAHIntersectRules::kGroupWayLimit
-                           : op == Op::Or ? SFWAHUnionRules::kGroupWayLimit
-                                          : SFWAHXorRules::kGroupWayLimit;
-    ASSERT_TRUE(preferGroups(*left->chunks(), *right->chunks(), limit)) << round;
+    ASSERT_TRUE(preferGroups(*left->chunks(), *right->chunks(), kGroupWayLimit)) << round;
     left->chunks()->rewind();
     right->chunks()->rewind();
     auto result = apply(op, std::move(left), std::move(right));

@@ -16,9 +16,6 @@ struct SFWAHXorRules {
       {sfwah::Action::P, sfwah::Action::N, sfwah::Action::Literals},
   };
   static uint32_t combine(uint32_t a, uint32_t b);
-  // Nearly every group of a busy result is a word of its own, so the group
-  // way pays only on busier operands than for an intersection.
-  static constexpr uint32_t kGroupWayLimit = 3;
   static uint32_t combineBits(uint32_t a, uint32_t b) { return a ^ b; }
 };
 
