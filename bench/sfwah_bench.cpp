@@ -22,6 +22,7 @@
 #include "codec/sfwahcount.h"
 #include "codec/sfwahgroups.h"
 #include "codec/sfwahintersect.h"
+#include "codec/sfwahspan.h"
 #include "codec/sfwahtop.h"
 #include "codec/sfwahunion.h"
 #include "codec/sfwahvector.h"
@@ -402,6 +403,8 @@ void registerDataSet(DataSet& set) {
   registerWalkCost(set);
   benchmark::RegisterBenchmark((set.name + "/Count").c_str(), [&set](benchmark::State& state) {
     SFWAHVector& ours = *set.operands[0].ours;
+    ours.chunks()->rewind();
+    if (ours.count() != roaring_bitmap_get_cardinality(set.operands[0].theirs)) state.SkipWithError("counts differ");
     compare(state,
             [&] {
               ours.chunks()->rewind();
@@ -415,6 +418,35 @@ void registerDataSet(DataSet& set) {
               return seconds(start, Clock::now());
             });
   })->UseManualTime()->Unit(benchmark::kMicrosecond);
+  // The count by each way of reading spans that this processor has, the
+  // dispatched one above being the first.
+  for (const sfwah::SpanWay& way : sfwah::spanWays()) {
+    benchmark::RegisterBenchmark((set.name + "/CountBy/" + way.name).c_str(), [&set, way](benchmark::State& state) {
+      SFWAHChunks& chunks = *set.operands[0].ours->chunks();
+      compare(state,
+              [&] {
+                chunks.rewind();
+                const auto start = Clock::now();
+                uint32_t count = 0;
+                while (chunks.nextSegment()) {
+                  const uint8_t* data = nullptr;
+                  for (uint32_t n = chunks.takeCodedWords(data); n != 0; n = chunks.takeCodedWords(data)) {
+                    count += way.ones(data, n);
+                  }
+                  uint32_t tail = 0;
+                  chunks.readTail(tail);
+                  count += std::popcount(tail);
+                }
+                benchmark::DoNotOptimize(count);
+                return seconds(start, Clock::now());
+              },
+              [&] {
+                const auto start = Clock::now();
+                benchmark::DoNotOptimize(roaring_bitmap_get_cardinality(set.operands[0].theirs));
+                return seconds(start, Clock::now());
+              });
+    })->UseManualTime()->Unit(benchmark::kMicrosecond);
+  }
   benchmark::RegisterBenchmark((set.name + "/Top100").c_str(), [&set](benchmark::State& state) {
     SFWAHVector& ours = *set.operands[0].ours;
     compare(state,

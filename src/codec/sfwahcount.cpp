@@ -1,6 +1,7 @@
 #include "codec/sfwahcount.h"
 
 #include "codec/sfwahbytes.h"
+#include "codec/sfwahspan.h"
 #include "codec/sfwahvector.h"
 #include "frame/exception.h"
 
@@ -18,7 +19,8 @@ uint32_t SFWAHCount::run() {
   SFWAHChunks& chunks = *m_bits->chunks();
   uint32_t count = m_count;
   while (chunks.nextSegment()) {
-    chunks.forEachCodedWord([&count](uint32_t word) { count += onesInStored(word); });
+    const uint8_t* data = nullptr;
+    for (uint32_t n = chunks.takeCodedWords(data); n != 0; n = chunks.takeCodedWords(data)) count += onesInSpan(data, n);
     uint32_t tail = 0;
     chunks.readTail(tail);
     count += onesIn31(tail >> 1) + (tail & 1);

@@ -1,9 +1,12 @@
 #include "codec/sfwahtop.h"
 
+#include <new>
+
 #include "codec/sfwahbytes.h"
-#include "codec/sfwahcount.h"
+#include "codec/sfwahspan.h"
 #include "codec/sfwahvector.h"
 #include "frame/exception.h"
+#include "storage/endian.h"
 
 namespace quern {
 
@@ -17,34 +20,68 @@ SFWAHTop::SFWAHTop(SFWAHVector* bits, uint32_t nTop) : m_bits(bits), m_n(nTop) {
 std::unique_ptr<CRingQueue> SFWAHTop::run(uint32_t* total) {
   if (total == nullptr) QRN_RAISE(2, "invalid param(total)");
   if (!m_queue) m_queue = std::make_unique<CRingQueue>(m_n);
-  SFWAHChunks& chunks = *m_bits->chunks();
-  // A counting pass first: ones before the last nTop need no position, so
-  // the walk only counts them. The ring ends the same, as it keeps the last
-  // nTop positions put.
-  const SFWAHChunks::ReadMark start = chunks.readMark();
-  const uint32_t all = SFWAHCount(m_bits).run();
-  chunks.restoreMark(start);
+  // One pass sums the stored words a block at a time; ones before the last
+  // nTop need no position, so the blocks that hold only such ones are passed
+  // whole and the words are walked from the first block that may hold one of
+  // the newest. The ring ends the same, as it keeps the last nTop positions
+  // put.
+  const uint32_t all = sumBlocks();
   const uint32_t quiet = all > m_n ? all - m_n : 0;
-  while (chunks.nextSegment()) {
-    chunks.forEachCodedWord([this, quiet](uint32_t word) {
-      const uint32_t ones = onesInStored(word);
-      if (m_total + ones <= quiet) {
-        // Whole stored words pass while none of their ones can be kept.
-        m_total += ones;
-        m_position += groupsOf(word) * kGroupSize;
-      } else {
-        uint32_t words[3];
-        const uint32_t count = expandWord(word, words);
-        for (uint32_t i = 0; i < count; ++i) putWord(words[i], quiet);
-      }
-    });
-    uint32_t tail = 0;
-    const uint32_t length = chunks.readTail(tail);
-    putTail(tail, length);
+  for (const Block& block : m_blocks) {
+    if (block.data == nullptr) {
+      putTail(block.tail, block.words);
+    } else if (m_total + block.ones <= quiet) {
+      m_total += block.ones;
+      m_position += block.bits;
+    } else {
+      putWords(block.data, block.words, quiet);
+    }
   }
   *total = m_total;
   m_queue->setSize(m_total);
   return std::move(m_queue);
+}
+
+uint32_t SFWAHTop::sumBlocks() {
+  SFWAHChunks& chunks = *m_bits->chunks();
+  uint32_t all = 0;
+  m_blocks.clear();
+  try {
+    while (chunks.nextSegment()) {
+      const uint8_t* data = nullptr;
+      for (uint32_t n = chunks.takeCodedWords(data); n != 0; n = chunks.takeCodedWords(data)) {
+        for (uint32_t at = 0; at < n; at += kBlockWords) {
+          const uint32_t words = n - at < kBlockWords ? n - at : kBlockWords;
+          const SpanSums sums = sumSpan(data + 4 * at, words);
+          m_blocks.push_back({data + 4 * at, words, sums.ones, sums.bits, 0});
+          all += sums.ones;
+        }
+      }
+      uint32_t tail = 0;
+      const uint32_t length = chunks.readTail(tail);
+      m_blocks.push_back({nullptr, length, 0, 0, tail});
+      all += onesIn32(tail);
+    }
+  } catch (const std::bad_alloc&) {
+    QRN_RAISE(2, "alloc top blocks failed");
+  }
+  return all;
+}
+
+void SFWAHTop::putWords(const uint8_t* data, uint32_t count, uint32_t quiet) {
+  for (const uint8_t* end = data + 4 * count; data != end; data += 4) {
+    const uint32_t word = loadLE32(data);
+    const uint32_t ones = onesInStored(word);
+    if (m_total + ones <= quiet) {
+      // Whole stored words pass while none of their ones can be kept.
+      m_total += ones;
+      m_position += groupsOf(word) * kGroupSize;
+    } else {
+      uint32_t words[3];
+      const uint32_t n = expandWord(word, words);
+      for (uint32_t i = 0; i < n; ++i) putWord(words[i], quiet);
+    }
+  }
 }
 
 void SFWAHTop::putWord(uint32_t word, uint32_t quiet) {

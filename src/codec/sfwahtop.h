@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 #include "codec/priorityqueue.h"
 
@@ -27,7 +28,23 @@ class SFWAHTop {
   std::unique_ptr<CRingQueue> run(uint32_t* total);
 
  private:
-  // A logical word: its ones are put only past the first `quiet` ones.
+  // Stored words summed together, or a segment's tail (no data; `words` is
+  // its length).
+  struct Block {
+    const uint8_t* data;
+    uint32_t words;
+    uint32_t ones;
+    uint32_t bits;
+    uint32_t tail;
+  };
+  static constexpr uint32_t kBlockWords = 256;
+
+  // Reads every segment from the read position on into blocks; returns the
+  // ones of all.
+  uint32_t sumBlocks();
+  // Stored words: their ones are put only past the first `quiet` ones.
+  void putWords(const uint8_t* data, uint32_t count, uint32_t quiet);
+  // A logical word, likewise.
   void putWord(uint32_t word, uint32_t quiet);
   void putLiteral(uint32_t word);
   void putOnes(uint32_t groups);
@@ -35,6 +52,7 @@ class SFWAHTop {
 
   SFWAHVector* m_bits;
   std::unique_ptr<CRingQueue> m_queue;
+  std::vector<Block> m_blocks;
   uint32_t m_position = 0;
   uint32_t m_n;
   uint32_t m_total = 0;
