@@ -1,5 +1,8 @@
 #include "codec/sfwahspan.h"
 
+#include <cstdlib>
+#include <cstring>
+
 #include "codec/sfwahbytes.h"
 #include "storage/endian.h"
 
@@ -32,9 +35,13 @@ SpanSums sumsByWord(const uint8_t* data, uint32_t count) {
 
 #if defined(QUERN_SPAN_X86)
 
-// By the top three bits, the groups a word stands for besides its count or
-// bytes.
+// By the top three bits, the groups a word stands for: a fixed part, a field
+// at a shift (a fill's count, a compact word's fill bytes) and, for FLF, its
+// low byte as well.
 constexpr uint32_t kBaseGroups[8] = {0, 2, 1, 0, 1, 1, 1, 1};
+constexpr uint32_t kFieldShift[8] = {0, 8, 16, 0, 0, 0, 0, 0};
+constexpr uint32_t kFieldBits[8] = {kMaxCount, 0xFF, 0xFF, kMaxCount, 0, 0, 0, 0};
+constexpr uint32_t kLowBits[8] = {0, 0, 0xFF, 0, 0, 0, 0, 0};
 
 #define QUERN_AVX512 __attribute__((target("avx512f,avx512vpopcntdq")))
 
@@ -51,6 +58,16 @@ QUERN_AVX512 __m512i byTop512(const uint32_t (&table)[8]) {
   return _mm512_maskz_loadu_epi32(0x00FF, table);
 }
 
+// The lanes' sum, wrapping: the header's own reduction adds them as signed
+// ints, which may overflow.
+QUERN_AVX512 uint32_t laneSum512(__m512i v) {
+  alignas(64) uint32_t lanes[16];
+  _mm512_store_si512(lanes, v);
+  uint32_t sum = 0;
+  for (const uint32_t lane : lanes) sum += lane;
+  return sum;
+}
+
 QUERN_AVX512 uint32_t onesAvx512(const uint8_t* data, uint32_t count) {
   const __m512i onesMask = byTop512(kOnesMaskByTop);
   const __m512i countBits = _mm512_set1_epi32(kMaxCount);
@@ -64,16 +81,17 @@ QUERN_AVX512 uint32_t onesAvx512(const uint8_t* data, uint32_t count) {
     literalOnes = _mm512_add_epi32(literalOnes, _mm512_popcnt_epi32(_mm512_and_si512(x, _mm512_permutexvar_epi32(top, onesMask))));
     fillGroups = _mm512_add_epi32(fillGroups, _mm512_maskz_and_epi32(_mm512_cmpeq_epi32_mask(top, three), x, countBits));
   }
-  const uint32_t groups = static_cast<uint32_t>(_mm512_reduce_add_epi32(fillGroups));
-  return static_cast<uint32_t>(_mm512_reduce_add_epi32(literalOnes)) + groups * kGroupSize +
-         onesByWord(data + 4 * i, count - i);
+  return laneSum512(literalOnes) + laneSum512(fillGroups) * kGroupSize + onesByWord(data + 4 * i, count - i);
 }
 
 QUERN_AVX512 SpanSums sumsAvx512(const uint8_t* data, uint32_t count) {
   const __m512i onesMask = byTop512(kOnesMaskByTop);
   const __m512i baseGroups = byTop512(kBaseGroups);
+  const __m512i fieldShift = byTop512(kFieldShift);
+  const __m512i fieldBits = byTop512(kFieldBits);
+  const __m512i lowBits = byTop512(kLowBits);
   const __m512i countBits = _mm512_set1_epi32(kMaxCount);
-  const __m512i byte = _mm512_set1_epi32(0xFF);
+  const __m512i three = _mm512_set1_epi32(3);
   __m512i ones = _mm512_setzero_si512();
   __m512i oneGroups = _mm512_setzero_si512();
   __m512i groups = _mm512_setzero_si512();
@@ -82,22 +100,15 @@ QUERN_AVX512 SpanSums sumsAvx512(const uint8_t* data, uint32_t count) {
     const __m512i x = _mm512_loadu_si512(data + 4 * i);
     const __m512i top = _mm512_srli_epi32(x, 29);
     ones = _mm512_add_epi32(ones, _mm512_popcnt_epi32(_mm512_and_si512(x, _mm512_permutexvar_epi32(top, onesMask))));
-    const __mmask16 zero = _mm512_cmpeq_epi32_mask(top, _mm512_setzero_si512());
-    const __mmask16 one = _mm512_cmpeq_epi32_mask(top, _mm512_set1_epi32(3));
-    const __mmask16 lfl = _mm512_cmpeq_epi32_mask(top, _mm512_set1_epi32(1));
-    const __mmask16 flf = _mm512_cmpeq_epi32_mask(top, _mm512_set1_epi32(2));
-    const __m512i fill = _mm512_and_si512(x, countBits);
-    oneGroups = _mm512_mask_add_epi32(oneGroups, one, oneGroups, fill);
-    __m512i g = _mm512_permutexvar_epi32(top, baseGroups);
-    g = _mm512_mask_add_epi32(g, zero | one, g, fill);
-    g = _mm512_mask_add_epi32(g, lfl, g, _mm512_and_si512(_mm512_srli_epi32(x, 8), byte));
-    g = _mm512_mask_add_epi32(g, flf, g, _mm512_add_epi32(_mm512_and_si512(_mm512_srli_epi32(x, 16), byte), _mm512_and_si512(x, byte)));
-    groups = _mm512_add_epi32(groups, g);
+    oneGroups = _mm512_add_epi32(oneGroups, _mm512_maskz_and_epi32(_mm512_cmpeq_epi32_mask(top, three), x, countBits));
+    const __m512i field = _mm512_and_si512(_mm512_srlv_epi32(x, _mm512_permutexvar_epi32(top, fieldShift)),
+                                           _mm512_permutexvar_epi32(top, fieldBits));
+    const __m512i low = _mm512_and_si512(x, _mm512_permutexvar_epi32(top, lowBits));
+    groups = _mm512_add_epi32(groups, _mm512_add_epi32(_mm512_permutexvar_epi32(top, baseGroups), _mm512_add_epi32(field, low)));
   }
   SpanSums sums = sumsByWord(data + 4 * i, count - i);
-  sums.ones += static_cast<uint32_t>(_mm512_reduce_add_epi32(ones)) +
-               static_cast<uint32_t>(_mm512_reduce_add_epi32(oneGroups)) * kGroupSize;
-  sums.bits += static_cast<uint32_t>(_mm512_reduce_add_epi32(groups)) * kGroupSize;
+  sums.ones += laneSum512(ones) + laneSum512(oneGroups) * kGroupSize;
+  sums.bits += laneSum512(groups) * kGroupSize;
   return sums;
 }
 
@@ -106,6 +117,11 @@ QUERN_AVX512 SpanSums sumsAvx512(const uint8_t* data, uint32_t count) {
 #endif
 
 #define QUERN_AVX2 __attribute__((target("avx2")))
+
+// A table by top bits, for `permutevar8x32`.
+QUERN_AVX2 __m256i byTop256(const uint32_t (&table)[8]) {
+  return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(table));
+}
 
 // Ones of each 32-bit lane, by a nibble table.
 QUERN_AVX2 __m256i onesPerLane(__m256i v) {
@@ -124,7 +140,7 @@ QUERN_AVX2 uint32_t laneSum(__m256i v) {
 }
 
 QUERN_AVX2 uint32_t onesAvx2(const uint8_t* data, uint32_t count) {
-  const __m256i onesMask = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(kOnesMaskByTop));
+  const __m256i onesMask = byTop256(kOnesMaskByTop);
   const __m256i countBits = _mm256_set1_epi32(kMaxCount);
   const __m256i three = _mm256_set1_epi32(3);
   __m256i literalOnes = _mm256_setzero_si256();
@@ -140,10 +156,13 @@ QUERN_AVX2 uint32_t onesAvx2(const uint8_t* data, uint32_t count) {
 }
 
 QUERN_AVX2 SpanSums sumsAvx2(const uint8_t* data, uint32_t count) {
-  const __m256i onesMask = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(kOnesMaskByTop));
-  const __m256i baseGroups = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(kBaseGroups));
+  const __m256i onesMask = byTop256(kOnesMaskByTop);
+  const __m256i baseGroups = byTop256(kBaseGroups);
+  const __m256i fieldShift = byTop256(kFieldShift);
+  const __m256i fieldBits = byTop256(kFieldBits);
+  const __m256i lowBits = byTop256(kLowBits);
   const __m256i countBits = _mm256_set1_epi32(kMaxCount);
-  const __m256i byte = _mm256_set1_epi32(0xFF);
+  const __m256i three = _mm256_set1_epi32(3);
   __m256i ones = _mm256_setzero_si256();
   __m256i oneGroups = _mm256_setzero_si256();
   __m256i groups = _mm256_setzero_si256();
@@ -152,18 +171,11 @@ QUERN_AVX2 SpanSums sumsAvx2(const uint8_t* data, uint32_t count) {
     const __m256i x = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(data + 4 * i));
     const __m256i top = _mm256_srli_epi32(x, 29);
     ones = _mm256_add_epi32(ones, onesPerLane(_mm256_and_si256(x, _mm256_permutevar8x32_epi32(onesMask, top))));
-    const __m256i one = _mm256_cmpeq_epi32(top, _mm256_set1_epi32(3));
-    const __m256i fills = _mm256_or_si256(one, _mm256_cmpeq_epi32(top, _mm256_setzero_si256()));
-    const __m256i lfl = _mm256_cmpeq_epi32(top, _mm256_set1_epi32(1));
-    const __m256i flf = _mm256_cmpeq_epi32(top, _mm256_set1_epi32(2));
-    const __m256i fill = _mm256_and_si256(x, countBits);
-    oneGroups = _mm256_add_epi32(oneGroups, _mm256_and_si256(one, fill));
-    const __m256i lflGroups = _mm256_and_si256(_mm256_srli_epi32(x, 8), byte);
-    const __m256i flfGroups = _mm256_add_epi32(_mm256_and_si256(_mm256_srli_epi32(x, 16), byte), _mm256_and_si256(x, byte));
-    groups = _mm256_add_epi32(groups, _mm256_permutevar8x32_epi32(baseGroups, top));
-    groups = _mm256_add_epi32(groups, _mm256_and_si256(fills, fill));
-    groups = _mm256_add_epi32(groups, _mm256_and_si256(lfl, lflGroups));
-    groups = _mm256_add_epi32(groups, _mm256_and_si256(flf, flfGroups));
+    oneGroups = _mm256_add_epi32(oneGroups, _mm256_and_si256(_mm256_cmpeq_epi32(top, three), _mm256_and_si256(x, countBits)));
+    const __m256i field = _mm256_and_si256(_mm256_srlv_epi32(x, _mm256_permutevar8x32_epi32(fieldShift, top)),
+                                           _mm256_permutevar8x32_epi32(fieldBits, top));
+    const __m256i low = _mm256_and_si256(x, _mm256_permutevar8x32_epi32(lowBits, top));
+    groups = _mm256_add_epi32(groups, _mm256_add_epi32(_mm256_permutevar8x32_epi32(baseGroups, top), _mm256_add_epi32(field, low)));
   }
   SpanSums sums = sumsByWord(data + 4 * i, count - i);
   sums.ones += laneSum(ones) + laneSum(oneGroups) * kGroupSize;
@@ -173,8 +185,17 @@ QUERN_AVX2 SpanSums sumsAvx2(const uint8_t* data, uint32_t count) {
 
 #endif
 
+// The fastest way, or the one QUERN_SPAN_WAY names if this processor has
+// it: to measure or test a slower way on a machine that has a faster one.
 const SpanWay& chosenWay() {
-  static const SpanWay way = spanWays().front();
+  static const SpanWay way = [] {
+    const std::vector<SpanWay> ways = spanWays();
+    const char* named = std::getenv("QUERN_SPAN_WAY");
+    for (const SpanWay& candidate : ways) {
+      if (named != nullptr && std::strcmp(candidate.name, named) == 0) return candidate;
+    }
+    return ways.front();
+  }();
   return way;
 }
 

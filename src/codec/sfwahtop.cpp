@@ -30,10 +30,7 @@ std::unique_ptr<CRingQueue> SFWAHTop::run(uint32_t* total) {
   for (const Block& block : m_blocks) {
     if (block.data == nullptr) {
       putTail(block.tail, block.words);
-    } else if (m_total + block.ones <= quiet) {
-      m_total += block.ones;
-      m_position += block.bits;
-    } else {
+    } else if (!pass(block.ones, block.bits, quiet)) {
       putWords(block.data, block.words, quiet);
     }
   }
@@ -68,18 +65,26 @@ uint32_t SFWAHTop::sumBlocks() {
   return all;
 }
 
+bool SFWAHTop::pass(uint32_t ones, uint32_t bits, uint32_t quiet) {
+  if (m_total + ones > quiet) return false;
+  m_total += ones;
+  m_position += bits;
+  return true;
+}
+
 void SFWAHTop::putWords(const uint8_t* data, uint32_t count, uint32_t quiet) {
-  for (const uint8_t* end = data + 4 * count; data != end; data += 4) {
-    const uint32_t word = loadLE32(data);
-    const uint32_t ones = onesInStored(word);
-    if (m_total + ones <= quiet) {
-      // Whole stored words pass while none of their ones can be kept.
-      m_total += ones;
-      m_position += groupsOf(word) * kGroupSize;
-    } else {
-      uint32_t words[3];
-      const uint32_t n = expandWord(word, words);
-      for (uint32_t i = 0; i < n; ++i) putWord(words[i], quiet);
+  // Pieces of the block pass whole first, then its stored words, and only
+  // the words that may hold one of the newest are expanded.
+  for (uint32_t at = 0; at < count; at += kPieceWords) {
+    const uint32_t words = count - at < kPieceWords ? count - at : kPieceWords;
+    const SpanSums sums = sumSpan(data + 4 * at, words);
+    if (pass(sums.ones, sums.bits, quiet)) continue;
+    for (const uint8_t* word = data + 4 * at; word != data + 4 * (at + words); word += 4) {
+      const uint32_t stored = loadLE32(word);
+      if (pass(onesInStored(stored), groupsOf(stored) * kGroupSize, quiet)) continue;
+      uint32_t logical[3];
+      const uint32_t n = expandWord(stored, logical);
+      for (uint32_t i = 0; i < n; ++i) putWord(logical[i], quiet);
     }
   }
 }

@@ -38,10 +38,14 @@ class SFWAHTop {
     uint32_t tail;
   };
   static constexpr uint32_t kBlockWords = 256;
+  static constexpr uint32_t kPieceWords = 32;
 
   // Reads every segment from the read position on into blocks; returns the
   // ones of all.
   uint32_t sumBlocks();
+  // Counts ones and bits without putting them when none of the ones lies
+  // past the first `quiet` ones; false, and nothing counted, otherwise.
+  bool pass(uint32_t ones, uint32_t bits, uint32_t quiet);
   // Stored words: their ones are put only past the first `quiet` ones.
   void putWords(const uint8_t* data, uint32_t count, uint32_t quiet);
   // A logical word, likewise.
