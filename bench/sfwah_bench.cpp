@@ -136,7 +136,9 @@ void forEachStoredWord(SFWAHVector& vector, Visit visit) {
   SFWAHChunks& chunks = *vector.chunks();
   chunks.rewind();
   while (chunks.nextSegment()) {
-    chunks.forEachCodedWord(visit);
+    chunks.forEachCodedSpan([&visit](const uint8_t* data, uint32_t n) {
+      for (uint32_t i = 0; i < n; ++i) visit(loadLE32(data + 4 * i));
+    });
     uint32_t tail = 0;
     chunks.readTail(tail);
   }
@@ -432,10 +434,7 @@ void registerDataSet(DataSet& set) {
                 const auto start = Clock::now();
                 uint32_t count = 0;
                 while (chunks.nextSegment()) {
-                  const uint8_t* data = nullptr;
-                  for (uint32_t n = chunks.takeCodedWords(data); n != 0; n = chunks.takeCodedWords(data)) {
-                    count += way.ones(data, n);
-                  }
+                  chunks.forEachCodedSpan([&](const uint8_t* data, uint32_t n) { count += way.ones(data, n); });
                   uint32_t tail = 0;
                   chunks.readTail(tail);
                   count += std::popcount(tail);

@@ -111,14 +111,12 @@ class SFWAHChunks {
     end = data + 4 * count;
     return count != 0;
   }
-  // Calls `visit` with each coded word left in the segment being read,
-  // moving the read position up to the closing words.
+  // Calls `visit(data, count)` with each run of coded words left in the
+  // segment being read, moving the read position up to the closing words.
   template <typename Visit>
-  void forEachCodedWord(Visit visit) {
+  void forEachCodedSpan(Visit visit) {
     const uint8_t* data = nullptr;
-    for (uint32_t n = takeCodedWords(data); n != 0; n = takeCodedWords(data)) {
-      for (const uint8_t* end = data + 4 * n; data != end; data += 4) visit(loadLE32(data));
-    }
+    for (uint32_t n = takeCodedWords(data); n != 0; n = takeCodedWords(data)) visit(data, n);
   }
   // Reads the two closing words of the segment: returns the tail length and
   // sets `word` to the tail word cut to its top `length` bits. A length above

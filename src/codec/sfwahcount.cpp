@@ -19,11 +19,10 @@ uint32_t SFWAHCount::run() {
   SFWAHChunks& chunks = *m_bits->chunks();
   uint32_t count = m_count;
   while (chunks.nextSegment()) {
-    const uint8_t* data = nullptr;
-    for (uint32_t n = chunks.takeCodedWords(data); n != 0; n = chunks.takeCodedWords(data)) count += onesInSpan(data, n);
+    chunks.forEachCodedSpan([&count](const uint8_t* data, uint32_t n) { count += onesInSpan(data, n); });
     uint32_t tail = 0;
     chunks.readTail(tail);
-    count += onesIn31(tail >> 1) + (tail & 1);
+    count += onesIn32(tail);
   }
   m_count = count;
   return count;

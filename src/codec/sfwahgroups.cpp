@@ -190,7 +190,7 @@ void putGroups(uint32_t* groups, uint32_t count, SFWAHEncoder& out) {
   out.putWords(words, static_cast<uint32_t>(at - words));
 }
 
-bool preferGroups(SFWAHChunks& first, SFWAHChunks& second, uint32_t maxGroupsPerWord) {
+bool preferGroups(SFWAHChunks& first, SFWAHChunks& second) {
   const uint64_t words = uint64_t{first.segmentLength()} + second.segmentLength();
   // Small segments take the walk: the windows' set-up would cost more than it saves.
   if (2 * words < SFWAHGroupReader::kWindow) return false;
@@ -209,7 +209,7 @@ bool preferGroups(SFWAHChunks& first, SFWAHChunks& second, uint32_t maxGroupsPer
   // Both sides hold the same groups: twice the first side's over the words
   // of both. Divided, not multiplied out, since huge fills in a damaged image
   // would overflow the product.
-  return sampled != 0 && 2 * groups <= uint64_t{maxGroupsPerWord} * words * sampled / first.segmentLength();
+  return sampled != 0 && 2 * groups <= uint64_t{kGroupWayLimit} * words * sampled / first.segmentLength();
 }
 
 }  // namespace quern

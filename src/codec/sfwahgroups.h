@@ -72,10 +72,9 @@ void putGroups(uint32_t* groups, uint32_t count, SFWAHEncoder& out);
 constexpr uint32_t kGroupWayLimit = 5;
 
 // True when the segments at both read positions have at most
-// `maxGroupsPerWord` groups per stored word (the mean of the two sides),
-// where the group way is the faster, judged by the first side's first words.
-// Both read positions stay where they are.
-bool preferGroups(SFWAHChunks& first, SFWAHChunks& second, uint32_t maxGroupsPerWord);
+// kGroupWayLimit groups per stored word, judged by the first side's first
+// words. Both read positions stay where they are.
+bool preferGroups(SFWAHChunks& first, SFWAHChunks& second);
 
 // Combines the segments at both read positions group by group into `out`,
 // up to their closing words. False when one side's groups end before the

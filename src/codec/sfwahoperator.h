@@ -108,7 +108,7 @@ std::unique_ptr<SFWAHVector> SFWAHOperator<Rules>::run() {
   SFWAHChunks& firstChunks = *m_first->chunks();
   SFWAHChunks& secondChunks = *m_second->chunks();
   while (firstChunks.nextSegment() && secondChunks.nextSegment()) {
-    if (preferGroups(firstChunks, secondChunks, kGroupWayLimit)) {
+    if (preferGroups(firstChunks, secondChunks)) {
       const auto combine = [](uint32_t a, uint32_t b) { return Rules::combineBits(a, b); };
       if (!combineGroups(firstChunks, secondChunks, *m_result->encoder(), combine)) {
         fail(1, __LINE__, "nothing to pop, size is zero");

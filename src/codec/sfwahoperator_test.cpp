@@ -117,7 +117,7 @@ TEST(SFWAHOperator, BusyModelAgreement) {
     auto right = test::makeVector(b);
     left->chunks()->nextSegment();
     right->chunks()->nextSegment();
-    ASSERT_TRUE(preferGroups(*left->chunks(), *right->chunks(), kGroupWayLimit)) << round;
+    ASSERT_TRUE(preferGroups(*left->chunks(), *right->chunks())) << round;
     left->chunks()->rewind();
     right->chunks()->rewind();
     auto result = apply(op, std::move(left), std::move(right));

@@ -45,15 +45,14 @@ uint32_t SFWAHTop::sumBlocks() {
   m_blocks.clear();
   try {
     while (chunks.nextSegment()) {
-      const uint8_t* data = nullptr;
-      for (uint32_t n = chunks.takeCodedWords(data); n != 0; n = chunks.takeCodedWords(data)) {
+      chunks.forEachCodedSpan([this, &all](const uint8_t* data, uint32_t n) {
         for (uint32_t at = 0; at < n; at += kBlockWords) {
           const uint32_t words = n - at < kBlockWords ? n - at : kBlockWords;
           const SpanSums sums = sumSpan(data + 4 * at, words);
           m_blocks.push_back({data + 4 * at, words, sums.ones, sums.bits, 0});
           all += sums.ones;
         }
-      }
+      });
       uint32_t tail = 0;
       const uint32_t length = chunks.readTail(tail);
       m_blocks.push_back({nullptr, length, 0, 0, tail});
