@@ -315,7 +315,7 @@ template <typename Operator>
 double runOurs(DataSet& set) {
   auto first = set.operands[0].ours->clone();
   auto second = set.operands[1].ours->clone();
-  Operator op(first.release(), second.release());
+  Operator op(std::move(first), std::move(second));
   const auto start = Clock::now();
   std::unique_ptr<SFWAHVector> result = op.run();
   const auto end = Clock::now();

@@ -31,8 +31,7 @@ void combine(const std::string& path) {
   try {
     std::unique_ptr<SFWAHVector> first = load(path);
     std::unique_ptr<SFWAHVector> second = load(path);
-    Operator op(first.release(), second.release());
-    op.run()->count();
+    Operator::of(std::move(first), std::move(second))->count();
   } catch (const std::exception&) {
   }
 }

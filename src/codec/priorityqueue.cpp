@@ -2,7 +2,7 @@
 
 #include <new>
 
-#include "frame/exception.h"
+#include "base/exception.h"
 
 namespace quern {
 

@@ -3,7 +3,8 @@
 #include <cstring>
 #include <exception>
 
-#include "frame/exception.h"
+#include "base/exception.h"
+#include "base/guard.h"
 #include "storage/inputdesc.h"
 #include "storage/outputdesc.h"
 
@@ -91,7 +92,7 @@ void SFWAHChunks::addChunk(const SFWAHChunk* chunk, uint32_t wordCount) {
 }
 
 std::unique_ptr<SFWAHChunks> SFWAHChunks::clone() const {
-  try {
+  return raiseAs(QRN_SITE(2), "SFWAHChunks clone", [&] {
     auto copy = std::make_unique<SFWAHChunks>(m_ownedCache ? nullptr : m_cache);
     for (const SFWAHChunk& chunk : m_chunks) {
       SFWAHChunk block;
@@ -104,11 +105,7 @@ std::unique_ptr<SFWAHChunks> SFWAHChunks::clone() const {
     copy->m_segmentWords = m_segmentWords;
     copy->m_closedWords = m_closedWords;
     return copy;
-  } catch (const std::exception& failure) {
-    QRN_RAISE(2, "SFWAHChunks clone fail, %s", failure.what());
-  } catch (...) {
-    QRN_RAISE(2, "SFWAHChunks clone fail, other exception");
-  }
+  });
 }
 
 void SFWAHChunks::writeTo(COutputDesc* desc) const {

@@ -3,7 +3,7 @@
 #include "codec/sfwahbytes.h"
 #include "codec/sfwahspan.h"
 #include "codec/sfwahvector.h"
-#include "frame/exception.h"
+#include "base/exception.h"
 
 namespace quern {
 

@@ -7,7 +7,7 @@
 #endif
 
 #include "codec/sfwahvector.h"
-#include "frame/exception.h"
+#include "base/exception.h"
 
 namespace quern {
 

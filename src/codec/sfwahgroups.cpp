@@ -8,7 +8,7 @@
 #include <emmintrin.h>
 #endif
 
-#include "frame/exception.h"
+#include "base/exception.h"
 #include "storage/endian.h"
 
 namespace quern {

@@ -13,7 +13,7 @@
 
 #include "codec/sfwahchunks.h"
 #include "codec/sfwahencoder.h"
-#include "frame/exception.h"
+#include "base/exception.h"
 
 namespace quern {
 

@@ -13,7 +13,7 @@
 #include "codec/sfwahcursor.h"
 #include "codec/sfwahgroups.h"
 #include "codec/sfwahvector.h"
-#include "frame/exception.h"
+#include "base/exception.h"
 
 namespace quern {
 
@@ -42,10 +42,15 @@ using RuleTable = Action[3][3];
 template <class Rules>
 class SFWAHOperator {
  public:
-  // Takes ownership of both operands; null raises.
-  SFWAHOperator(SFWAHVector* first, SFWAHVector* second) : m_first(first), m_second(second) {
-    if (first == nullptr) fail(2, __LINE__, "invalid param(first)");
-    if (second == nullptr) fail(2, __LINE__, "invalid param(second)");
+  // Takes both operands; null raises.
+  SFWAHOperator(std::unique_ptr<SFWAHVector> first, std::unique_ptr<SFWAHVector> second)
+      : m_first(std::move(first)), m_second(std::move(second)) {
+    if (!m_first) fail(2, __LINE__, "invalid param(first)");
+    if (!m_second) fail(2, __LINE__, "invalid param(second)");
+  }
+  // The one-call form: the operands are used up, the result is the caller's.
+  static std::unique_ptr<SFWAHVector> of(std::unique_ptr<SFWAHVector> first, std::unique_ptr<SFWAHVector> second) {
+    return SFWAHOperator(std::move(first), std::move(second)).run();
   }
   virtual ~SFWAHOperator() = default;
   SFWAHOperator(const SFWAHOperator&) = delete;

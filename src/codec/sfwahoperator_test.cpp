@@ -22,11 +22,11 @@ enum class Op { And, Or, Xor };
 std::unique_ptr<SFWAHVector> apply(Op op, std::unique_ptr<SFWAHVector> a, std::unique_ptr<SFWAHVector> b) {
   switch (op) {
     case Op::And:
-      return SFWAHIntersect(a.release(), b.release()).run();
+      return SFWAHIntersect::of(std::move(a), std::move(b));
     case Op::Or:
-      return SFWAHUnion(a.release(), b.release()).run();
+      return SFWAHUnion::of(std::move(a), std::move(b));
     default:
-      return SFWAHXor(a.release(), b.release()).run();
+      return SFWAHXor::of(std::move(a), std::move(b));
   }
 }
 
@@ -147,8 +147,8 @@ TEST(SFWAHOperator, BusyModelAgreement) {
 }
 
 TEST(SFWAHOperator, MismatchedOperands) {
-  EXPECT_TRUE(raises([] { SFWAHIntersect(nullptr, new SFWAHVector(nullptr)); }, 2, "invalid param(first)"));
-  EXPECT_TRUE(raises([] { SFWAHUnion(new SFWAHVector(nullptr), nullptr); }, 2, "invalid param(second)"));
+  EXPECT_TRUE(raises([] { SFWAHIntersect(nullptr, std::make_unique<SFWAHVector>(nullptr)); }, 2, "invalid param(first)"));
+  EXPECT_TRUE(raises([] { SFWAHUnion(std::make_unique<SFWAHVector>(nullptr), nullptr); }, 2, "invalid param(second)"));
   EXPECT_TRUE(raises([] { apply(Op::Xor, test::makeVector({Bits(36)}), test::makeVector({Bits(37)})); }, 1,
                      "doAA fail, 5 != 6"));
   EXPECT_THROW(apply(Op::And, test::makeVector({Bits(100)}), test::makeVector({Bits(300)})), std::logic_error);

@@ -5,7 +5,7 @@
 #include "codec/sfwahbytes.h"
 #include "codec/sfwahspan.h"
 #include "codec/sfwahvector.h"
-#include "frame/exception.h"
+#include "base/exception.h"
 #include "storage/endian.h"
 
 namespace quern {

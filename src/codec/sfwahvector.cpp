@@ -3,21 +3,18 @@
 #include <exception>
 
 #include "codec/sfwahcount.h"
-#include "frame/exception.h"
+#include "base/exception.h"
+#include "base/guard.h"
 
 namespace quern {
 
 using namespace sfwah;
 
 SFWAHVector::SFWAHVector(CMemCache* cache) {
-  try {
+  raiseAs(QRN_SITE(2), "construct SFWAHVector", [&] {
     m_chunks = std::make_unique<SFWAHChunks>(cache);
     m_encoder = std::make_unique<SFWAHEncoder>(this);
-  } catch (const std::exception& failure) {
-    QRN_RAISE(2, "construct SFWAHVector fail, %s", failure.what());
-  } catch (...) {
-    QRN_RAISE(2, "construct SFWAHVector fail, other exception");
-  }
+  });
 }
 
 SFWAHVector::SFWAHVector(std::unique_ptr<SFWAHEncoder> encoder, uint32_t length,
@@ -29,17 +26,13 @@ SFWAHVector::SFWAHVector(std::unique_ptr<SFWAHEncoder> encoder, uint32_t length,
 }
 
 std::unique_ptr<SFWAHVector> SFWAHVector::clone() const {
-  try {
+  return raiseAs(QRN_SITE(2), "SFWAHVector clone", [&] {
     std::unique_ptr<SFWAHChunks> chunks = m_chunks->clone();
     // The encoder points at its vector; the new vector re-points it.
     auto encoder = std::make_unique<SFWAHEncoder>(const_cast<SFWAHVector*>(this), m_encoder->activeWord(),
                                                   m_encoder->activeBits(), m_encoder->state(), &m_encoder->cache());
     return std::make_unique<SFWAHVector>(std::move(encoder), m_length, std::move(chunks));
-  } catch (const std::exception& failure) {
-    QRN_RAISE(2, "SFWAHVector clone fail, %s", failure.what());
-  } catch (...) {
-    QRN_RAISE(2, "SFWAHVector clone fail, other exception");
-  }
+  });
 }
 
 void SFWAHVector::append(SFWAHVector* source) {

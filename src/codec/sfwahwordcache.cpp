@@ -1,6 +1,6 @@
 #include "codec/sfwahwordcache.h"
 
-#include "frame/exception.h"
+#include "base/exception.h"
 
 namespace quern {
 

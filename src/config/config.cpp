@@ -1,6 +1,6 @@
 #include "config/config.h"
 
-#include "frame/exception.h"
+#include "base/exception.h"
 
 namespace quern {
 

@@ -1,6 +1,6 @@
 #include "frame/directories.h"
 
-#include "frame/exception.h"
+#include "base/exception.h"
 #include "frame/filewalker.h"
 #include "platform/platform.h"
 

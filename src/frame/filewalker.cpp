@@ -3,7 +3,7 @@
 #include <cstring>
 #include <vector>
 
-#include "frame/exception.h"
+#include "base/exception.h"
 #include "platform/platform.h"
 
 namespace quern {

@@ -2,7 +2,7 @@
 
 #include "config/config.h"
 #include "frame/directories.h"
-#include "frame/exception.h"
+#include "base/exception.h"
 #include "index/index.h"
 #include "index/indexmerger.h"
 #include "intake/collector.h"

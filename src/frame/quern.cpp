@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "crashkeep.h"
-#include "frame/exception.h"
-#include "frame/exportguard.h"
+#include "base/exception.h"
+#include "base/exportguard.h"
 #include "frame/indexrun.h"
 #include "intake/qvlogreader.h"
 #include "platform/platform.h"

@@ -2,7 +2,8 @@
 
 #include <limits>
 
-#include "frame/exception.h"
+#include "base/exception.h"
+#include "base/guard.h"
 #include "storage/closingblock.h"
 
 namespace quern {
@@ -14,14 +15,10 @@ constexpr uint32_t kEntrySize = 16;
 // ---- CDataWriter ------------------------------------------------------------
 
 CDataWriter::CDataWriter(const std::string& basePath) {
-  try {
+  raiseAs(QRN_SITE(2), "construct CDataWriter", [&] {
     const std::string path = basePath + ".di";
     m_output = std::make_unique<COutputDesc>(std::make_unique<CFileOutput>(path.c_str()));
-  } catch (const std::exception& failure) {
-    QRN_RAISE(2, "construct CDataWriter fail, %s", failure.what());
-  } catch (...) {
-    QRN_RAISE(2, "construct CDataWriter fail, other exception");
-  }
+  });
 }
 
 void CDataWriter::addRecord(uint32_t firstRecord, uint64_t logOffset, const std::string& logPath) {
@@ -50,13 +47,9 @@ void CDataWriter::finish() {
 
 CDataReader::CDataReader(const char* basePath) {
   if (basePath == nullptr) QRN_RAISE(2, "Invalid param(storeFileName)");
-  try {
+  raiseAs(QRN_SITE(2), "construct CDataReader", [&] {
     read(basePath);
-  } catch (const std::exception& failure) {
-    QRN_RAISE(2, "construct CDataReader fail, %s", failure.what());
-  } catch (...) {
-    QRN_RAISE(2, "construct CDataReader fail, other exception");
-  }
+  });
 }
 
 void CDataReader::read(const char* basePath) {
@@ -90,13 +83,9 @@ void CDataReader::read(const char* basePath) {
     needTable(length);
     char text[kMaxPathSize];
     file.readChars(text, length);
-    try {
+    raiseAs(QRN_SITE(2), "m_datas push_back", [&] {
       m_logs.emplace_back(text, length);
-    } catch (const std::exception& failure) {
-      QRN_RAISE(2, "m_datas push_back fail, %s", failure.what());
-    } catch (...) {
-      QRN_RAISE(2, "m_datas push_back fail, other exception");
-    }
+    });
   }
 
   file.seek(0);
@@ -127,13 +116,9 @@ std::string CDataReader::locator(uint32_t record) const {
 CDataMerger::CDataMerger(std::unique_ptr<CDataWriter> writer) : m_writer(std::move(writer)) {}
 
 void CDataMerger::add(const CDataReader* source, uint32_t recordCount) {
-  try {
+  raiseAs(QRN_SITE(2), "m_entrys push_back", [&] {
     m_entries.push_back(CDataMergerEntry{source, recordCount});
-  } catch (const std::exception& failure) {
-    QRN_RAISE(2, "m_entrys push_back fail, %s", failure.what());
-  } catch (...) {
-    QRN_RAISE(2, "m_entrys push_back fail, other exception");
-  }
+  });
 }
 
 void CDataMerger::merge() {

@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "frame/exception.h"
+#include "base/exception.h"
 #include "storage/textutil.h"
 
 namespace quern {

@@ -3,7 +3,8 @@
 #include <cstring>
 
 #include "config/config.h"
-#include "frame/exception.h"
+#include "base/exception.h"
+#include "base/guard.h"
 #include "index/indexerfactory.h"
 #include "intake/collector.h"
 #include "platform/platform.h"
@@ -36,7 +37,7 @@ IndexWriter::IndexWriter(const std::string& directory)
 
 IndexWriter::IndexWriter(const std::string& directory, const FieldsInfo& fields, uint32_t cacheValueSize)
     : m_fields(fields) {
-  try {
+  raiseAs(QRN_SITE(2), "construct IndexWriter", [&] {
     m_directory = directory;
     m_fieldCache = std::make_unique<CMemCache>();
     // A batch without a slot could take no record: 0 means the smallest batch.
@@ -47,23 +48,13 @@ IndexWriter::IndexWriter(const std::string& directory, const FieldsInfo& fields,
       m_indexers.push_back(IndexerFactory::instance().create(fields.indexerKind(id), m_fieldCache.get()));
     }
     m_store = std::make_unique<CDataWriter>(directory + "store");
-  } catch (const std::exception& failure) {
-    release();
-    QRN_RAISE(2, "construct IndexWriter fail, %s", failure.what());
-  } catch (...) {
-    release();
-    QRN_RAISE(2, "construct IndexWriter fail, other exception");
-  }
+  }, [&] { release(); });
 }
 
 IndexWriter::~IndexWriter() {
-  try {
+  keepFailures(QRN_SITE(0), "destructor IndexWriter", [&] {
     release();
-  } catch (const std::exception& failure) {
-    QRN_TRACE(0, "destructor IndexWriter fail, %s", failure.what());
-  } catch (...) {
-    QRN_TRACE(0, "destructor IndexWriter fail, other exception");
-  }
+  });
 }
 
 void IndexWriter::release() {
@@ -128,14 +119,10 @@ IndexReader::IndexReader(const std::string& directory, const FieldsInfo& fields)
     : m_fields(fields), m_store(std::make_unique<CDataReader>((directory + "store").c_str())), m_directory(directory) {}
 
 IndexReader::~IndexReader() {
-  try {
+  keepFailures(QRN_SITE(0), "destructor IndexReader", [&] {
     m_fieldReaders.clear();
     m_store.reset();
-  } catch (const std::exception& failure) {
-    QRN_TRACE(0, "destructor IndexReader fail, %s", failure.what());
-  } catch (...) {
-    QRN_TRACE(0, "destructor IndexReader fail, other exception");
-  }
+  });
 }
 
 void IndexReader::loadSummary() {

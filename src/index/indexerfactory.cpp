@@ -1,6 +1,6 @@
 #include "index/indexerfactory.h"
 
-#include "frame/exception.h"
+#include "base/exception.h"
 #include "kinds/e1indexer.h"
 #include "kinds/e1merge.h"
 #include "kinds/e1indexreader.h"

@@ -4,7 +4,8 @@
 
 #include "config/config.h"
 #include "config/ini.h"
-#include "frame/exception.h"
+#include "base/exception.h"
+#include "base/guard.h"
 #include "index/indexerfactory.h"
 #include "platform/platform.h"
 
@@ -57,13 +58,9 @@ void IndexMerger::openInputs(const std::vector<std::string>& inputs) {
     // A directory without records adds nothing, and no field merger could take it.
     if (reader->recordCount() == 0) continue;
     records += reader->recordCount();
-    try {
+    raiseAs(QRN_SITE(2), "m_readers push_back", [&] {
       m_readers.push_back(std::move(reader));
-    } catch (const std::exception& failure) {
-      QRN_RAISE(2, "m_readers push_back fail, %s", failure.what());
-    } catch (...) {
-      QRN_RAISE(2, "m_readers push_back fail, other exception");
-    }
+    });
   }
   // Refused before any file is written: the result could never be opened.
   if (records > IndexReader::kMaxRecordCount) {

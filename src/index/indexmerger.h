@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "frame/suspend.h"
+#include "base/suspend.h"
 #include "index/fieldsinfo.h"
 #include "index/index.h"
 

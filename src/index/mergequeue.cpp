@@ -1,6 +1,6 @@
 #include "index/mergequeue.h"
 
-#include "frame/exception.h"
+#include "base/exception.h"
 
 namespace quern {
 

@@ -6,7 +6,7 @@
 
 #include "config/config.h"
 #include "config/ini.h"
-#include "frame/exception.h"
+#include "base/exception.h"
 #include "index/index.h"
 #include "intake/framereader.h"
 #include "intake/frameview.h"

@@ -3,7 +3,7 @@
 #include <cstring>
 #include <map>
 
-#include "frame/exception.h"
+#include "base/exception.h"
 #include "intake/frameview.h"
 #include "rowrender/rowrender.h"
 #include "storage/address.h"

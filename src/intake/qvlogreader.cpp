@@ -5,7 +5,8 @@
 #include <cstring>
 #include <exception>
 
-#include "frame/exception.h"
+#include "base/exception.h"
+#include "base/guard.h"
 
 namespace quern {
 
@@ -71,19 +72,13 @@ uint8_t* CQvlogReader::rawBuffer() { return sharedBuffer(0); }
 uint8_t* CQvlogReader::blockBuffer() { return sharedBuffer(1); }
 
 CQvlogReader::CQvlogReader(const char* path) {
-  try {
+  raiseAs(QRN_SITE(2), "construct CQvlogReader", [&] {
     if (path == nullptr) QRN_RAISE(2, "invalid param, file is null");
     m_path = path;
     m_rawBuffer = rawBuffer();
     m_blockBuffer = blockBuffer();
     m_iterator = std::make_unique<CQvlogIterator>();
-  } catch (const std::exception& failure) {
-    m_iterator.reset();
-    QRN_RAISE(2, "construct CQvlogReader fail, %s", failure.what());
-  } catch (...) {
-    m_iterator.reset();
-    QRN_RAISE(2, "construct CQvlogReader fail, other exception");
-  }
+  }, [&] { m_iterator.reset(); });
 }
 
 CQvlogReader::~CQvlogReader() {

@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <string_view>
 
-#include "frame/exception.h"
+#include "base/exception.h"
+#include "base/guard.h"
 #include "storage/endian.h"
 
 namespace quern {
@@ -16,15 +17,11 @@ E1Indexer::E1Indexer(CMemCache* cache) : m_cache(cache) {
 }
 
 E1Indexer::~E1Indexer() {
-  try {
+  keepFailures(QRN_SITE(0), "destructor E1Indexer", [&] {
     m_vectors.clear();
     m_postings.clear();
     m_ownedCache.reset();
-  } catch (const std::exception& failure) {
-    QRN_TRACE(0, "destructor E1Indexer fail, %s", failure.what());
-  } catch (...) {
-    QRN_TRACE(0, "destructor E1Indexer fail, other exception");
-  }
+  });
 }
 
 void E1Indexer::add(const void* data, uint32_t size) {

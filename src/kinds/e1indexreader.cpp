@@ -4,7 +4,8 @@
 #include <bit>
 #include <cstdint>
 
-#include "frame/exception.h"
+#include "base/exception.h"
+#include "base/guard.h"
 #include "storage/closingblock.h"
 #include "storage/endian.h"
 
@@ -19,17 +20,11 @@ constexpr int64_t kMinTableBytes = 8;
 
 E1IndexReader::E1IndexReader(const char* path) {
   if (path == nullptr) QRN_RAISE(2, "Invalid param(file)");
-  try {
+  raiseAs(QRN_SITE(2), "construct E1IndexReader", [&] {
     m_path = path;
     const uint32_t count = openTable("construct CInputDesc fail", 0);
     loadRows(count);
-  } catch (const std::exception& failure) {
-    close();
-    QRN_RAISE(2, "construct E1IndexReader fail, %s", failure.what());
-  } catch (...) {
-    close();
-    QRN_RAISE(2, "construct E1IndexReader fail, other exception");
-  }
+  }, [&] { close(); });
 }
 
 void E1IndexReader::loadRows(uint32_t count) {
@@ -66,13 +61,9 @@ void E1IndexReader::loadRows(uint32_t count) {
 }
 
 E1IndexReader::~E1IndexReader() {
-  try {
+  keepFailures(QRN_SITE(0), "destructor E1IndexReader", [&] {
     close();
-  } catch (const std::exception& failure) {
-    QRN_TRACE(0, "destructor E1IndexReader fail, %s", failure.what());
-  } catch (...) {
-    QRN_TRACE(0, "destructor E1IndexReader fail, other exception");
-  }
+  });
 }
 
 uint32_t E1IndexReader::openTable(const char* descriptorFailure, uint32_t readBuffer) {

@@ -4,8 +4,9 @@
 #include <exception>
 #include <utility>
 
-#include "frame/exception.h"
-#include "frame/suspend.h"
+#include "base/exception.h"
+#include "base/guard.h"
+#include "base/suspend.h"
 #include "storage/bytearena.h"
 #include "storage/endian.h"
 
@@ -61,16 +62,10 @@ void E1IndexMerger::add(std::unique_ptr<E1IndexMergeEntry> entry) {
   const auto dropRefused = [&] {
     if (!m_entries.empty() && m_entries.back().get() == raw) m_entries.pop_back();
   };
-  try {
+  raiseAs(QRN_SITE(2), "m_merger insert", [&] {
     m_entries.push_back(std::move(entry));
     put(m_entries.back().get());
-  } catch (const std::exception& failure) {
-    dropRefused();
-    QRN_RAISE(2, "m_merger insert fail, %s", failure.what());
-  } catch (...) {
-    dropRefused();
-    QRN_RAISE(2, "m_merger insert fail, other exception");
-  }
+  }, [&] { dropRefused(); });
 }
 
 void E1IndexMerger::merge(COutputDesc* output) {

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "frame/suspend.h"
+#include "base/suspend.h"
 #include "kinds/e1indexer.h"
 #include "support/sfwah.h"
 #include "support/tempdir.h"

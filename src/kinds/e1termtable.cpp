@@ -3,7 +3,7 @@
 #include <cstring>
 #include <functional>
 
-#include "frame/exception.h"
+#include "base/exception.h"
 
 namespace quern {
 

@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <vector>
 
-#include "frame/exception.h"
+#include "base/exception.h"
+#include "base/guard.h"
 #include "storage/endian.h"
 
 namespace quern {
@@ -112,13 +113,9 @@ CFileOutput::CFileOutput(const char* path) { open(path); }
 
 CFileOutput::~CFileOutput() {
   if (!m_file) return;
-  try {
+  keepFailures(QRN_SITE(0), "destructor CFileOutput", [&] {
     commit();
-  } catch (const std::exception& failure) {
-    QRN_TRACE(0, "destructor CFileOutput fail, %s", failure.what());
-  } catch (...) {
-    QRN_TRACE(0, "destructor CFileOutput fail, other exception");
-  }
+  });
   if (!m_file->close()) QRN_TRACE(0, "destructor CFileOutput fail, close %s, %s", m_path.c_str(), systemText().c_str());
 }
 

@@ -2,7 +2,7 @@
 
 #include <new>
 
-#include "frame/exception.h"
+#include "base/exception.h"
 #include "storage/closingblock.h"
 #include "storage/crc.h"
 #include "storage/endian.h"

@@ -2,7 +2,8 @@
 
 #include <new>
 
-#include "frame/exception.h"
+#include "base/exception.h"
+#include "base/guard.h"
 
 namespace quern {
 
@@ -27,13 +28,9 @@ CMemCache::MemChunk& CMemCache::addChunk(uint32_t size) {
   chunk->base.reset(new (std::nothrow) uint8_t[capacity]);
   if (!chunk->base) QRN_RAISE(2, "alloc chunk size %u failed", capacity);
   chunk->capacity = capacity;
-  try {
+  raiseAs(QRN_SITE(2), "m_memList push_back", [&] {
     m_memList.push_back(std::move(chunk));
-  } catch (const std::exception& failure) {
-    QRN_RAISE(2, "m_memList push_back fail, %s", failure.what());
-  } catch (...) {
-    QRN_RAISE(2, "m_memList push_back fail, other exception");
-  }
+  });
   return *m_memList.back();
 }
 

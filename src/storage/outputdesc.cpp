@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "frame/exception.h"
+#include "base/exception.h"
 #include "platform/platform.h"
 #include "storage/closingblock.h"
 #include "storage/crc.h"

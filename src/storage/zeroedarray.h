@@ -8,7 +8,7 @@
 #include <type_traits>
 #include <utility>
 
-#include "frame/exception.h"
+#include "base/exception.h"
 #include "platform/platform.h"
 
 namespace quern {

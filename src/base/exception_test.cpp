@@ -1,10 +1,10 @@
-#include "frame/exception.h"
+#include "base/exception.h"
 
 #include <gtest/gtest.h>
 
 #include <stdexcept>
 
-#include "frame/exportguard.h"
+#include "base/exportguard.h"
 
 namespace quern {
 namespace {

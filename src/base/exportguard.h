@@ -6,7 +6,7 @@
 #include <exception>
 #include <utility>
 
-#include "frame/exception.h"
+#include "base/exception.h"
 
 namespace quern {
 

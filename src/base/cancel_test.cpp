@@ -1,4 +1,4 @@
-#include "frame/cancel.h"
+#include "base/cancel.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
-#include "frame/suspend.h"
+#include "base/suspend.h"
 
-#include "frame/exception.h"
+#include "base/exception.h"
 
 namespace quern {
 

@@ -1,4 +1,4 @@
-#include "frame/suspend.h"
+#include "base/suspend.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "frame/exception.h"
+#include "base/exception.h"
 
 #include <cstdarg>
 #include <cstdio>

@@ -9,7 +9,7 @@
 #include <mutex>
 #include <string>
 
-#include "frame/cancel.h"
+#include "base/watchthread.h"
 
 namespace quern {
 

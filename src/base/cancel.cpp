@@ -1,42 +1,12 @@
-#include "frame/cancel.h"
+#include "base/cancel.h"
 
-#include <chrono>
-
-#include "frame/exception.h"
+#include "base/exception.h"
 
 namespace quern {
 
 namespace {
 Canceler* s_current = nullptr;
 }  // namespace
-
-bool WatchThread::start(std::function<void()> look) {
-  m_look = std::move(look);
-  m_running = true;
-  if (m_thread.start([this] { run(); })) return true;
-  m_running = false;
-  return false;
-}
-
-bool WatchThread::stop() {
-  {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    m_running = false;
-  }
-  m_wake.notify_all();
-  return m_thread.join();
-}
-
-void WatchThread::run() {
-  std::unique_lock<std::mutex> lock(m_mutex);
-  while (m_running) {
-    lock.unlock();
-    m_look();
-    m_looks.fetch_add(1);
-    lock.lock();
-    m_wake.wait_for(lock, std::chrono::milliseconds(m_intervalMs), [this] { return !m_running; });
-  }
-}
 
 Canceler::Canceler(uint32_t lookIntervalMs) : m_watch(lookIntervalMs) {
   if (!m_watch.start([this] { look(); })) {
