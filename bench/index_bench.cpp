@@ -24,7 +24,7 @@
 #include "intake/framereader.h"
 #include "intake/frameview.h"
 #include "platform/platform.h"
-#include "qvloggen.h"
+#include "qvloggen/qvloggen.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 
 #include "benchsize.h"
 #include "quern.h"
-#include "qvloggen.h"
+#include "qvloggen/qvloggen.h"
 
 namespace {
 

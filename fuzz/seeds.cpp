@@ -9,7 +9,7 @@
 #include "codec/sfwahvector.h"
 #include "intake/qvlogreader.h"
 #include "kinds/e1indexer.h"
-#include "qvloggen.h"
+#include "qvloggen/qvloggen.h"
 #include "storage/outputdesc.h"
 
 namespace fs = std::filesystem;

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "support/sfwah.h"
+#include "support/raises.h"
 #include "support/tempdir.h"
 
 namespace quern {

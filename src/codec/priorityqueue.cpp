@@ -1,43 +1,64 @@
 #include "codec/priorityqueue.h"
 
-#include <new>
-
 #include "base/exception.h"
 
 namespace quern {
 
-CRingQueue::CRingQueue(uint32_t maxSize) : m_capacity(maxSize) {
-  if (maxSize == 0) QRN_RAISE(2, "invalid param maxSize(%u)", maxSize);
-  // Zeroed, so that a size set beyond the puts delivers zeros, not garbage.
-  m_data.reset(new (std::nothrow) uint32_t[maxSize]());
-  if (!m_data) QRN_RAISE(2, "alloc ring of %u failed", maxSize);
+CPriorityQueue::CPriorityQueue(uint32_t capacity, bool ownsElements)
+    : m_heap(std::make_unique<CEntry*[]>(static_cast<size_t>(capacity) + 1)),
+      m_ownsElements(ownsElements),
+      m_capacity(capacity) {}
+
+CPriorityQueue::~CPriorityQueue() {
+  if (!m_ownsElements) return;
+  for (uint32_t i = 1; i <= m_size; ++i) delete m_heap[i];
 }
 
-void CRingQueue::putRange(uint32_t first, uint32_t count) {
-  if (count > m_capacity) {
-    // Values that later ones of the range would overwrite are never stored.
-    const uint32_t skipped = count - m_capacity;
-    m_index = static_cast<int32_t>((int64_t{m_index} + skipped) % m_capacity);
-    first += skipped;
-    count = m_capacity;
+bool CPriorityQueue::insert(CEntry* element) {
+  if (element == nullptr) QRN_RAISE(2, "insert element must not be null");
+  if (m_capacity == 0) return false;
+  if (m_size < m_capacity) {
+    put(element);
+    return true;
   }
-  while (count != 0) {
-    const uint32_t slot = static_cast<uint32_t>(m_index + 1) == m_capacity ? 0 : static_cast<uint32_t>(m_index + 1);
-    const uint32_t run = count < m_capacity - slot ? count : m_capacity - slot;
-    for (uint32_t i = 0; i < run; ++i) m_data[slot + i] = first + i;
-    m_index = static_cast<int32_t>(slot + run - 1);
-    first += run;
-    count -= run;
-  }
+  if (!below(m_heap[1], element)) return false;
+  if (m_ownsElements) delete m_heap[1];
+  m_heap[1] = element;
+  adjustTop();
+  return true;
 }
 
-uint32_t CRingQueue::pop() {
-  if (m_size == 0) QRN_RAISE(1, "nothing to pop, size is zero");
-  if (m_index < 0) m_index = static_cast<int32_t>(m_capacity - 1);
-  const uint32_t value = m_data[m_index];
-  m_index = m_index == 0 ? static_cast<int32_t>(m_capacity - 1) : m_index - 1;
-  --m_size;
-  return value;
+void CPriorityQueue::put(CEntry* element) {
+  if (element == nullptr) QRN_RAISE(2, "put element must not be null");
+  if (m_size >= m_capacity) QRN_RAISE(2, "put error, the queue is full!");
+  uint32_t slot = ++m_size;
+  while (slot > 1 && below(element, m_heap[slot / 2])) {
+    m_heap[slot] = m_heap[slot / 2];
+    slot /= 2;
+  }
+  m_heap[slot] = element;
+}
+
+void CPriorityQueue::adjustTop() {
+  if (m_capacity == 0 || m_size == 0) return;
+  CEntry* root = m_heap[1];
+  uint32_t slot = 1;
+  // 64-bit child index: 2 * slot cannot wrap for any capacity.
+  for (uint64_t j = 2; j <= m_size; j = 2 * static_cast<uint64_t>(slot)) {
+    uint32_t k = static_cast<uint32_t>(j);
+    if (k + 1 <= m_size && below(m_heap[k + 1], m_heap[k])) ++k;
+    if (!below(m_heap[k], root)) break;
+    m_heap[slot] = m_heap[k];
+    slot = k;
+  }
+  m_heap[slot] = root;
+}
+
+void CPriorityQueue::removeTop() {
+  if (m_size == 0) return;
+  m_heap[1] = m_heap[m_size];
+  m_heap[m_size--] = nullptr;
+  adjustTop();
 }
 
 }  // namespace quern

@@ -1,6 +1,6 @@
-// CRingQueue: keeps the last `capacity` values put in, in a fixed array,
-// and gives them back newest first. The top selection of a query collects
-// its record ids here.
+// CPriorityQueue: the binary heap of merge sources on which the field
+// mergers run, least entry (by CEntry::lessThan) on top; every kind's merge
+// engine derives from it.
 #pragma once
 
 #include <cstdint>
@@ -8,32 +8,44 @@
 
 namespace quern {
 
-class CRingQueue {
+// A merge source standing on one term; the merge queues order them by term,
+// then by the source's ordinal.
+class CEntry {
  public:
-  // `maxSize` 0 raises.
-  explicit CRingQueue(uint32_t maxSize);
-  CRingQueue(const CRingQueue&) = delete;
-  CRingQueue& operator=(const CRingQueue&) = delete;
+  virtual bool lessThan(const CEntry* a, const CEntry* b) const = 0;
+  virtual ~CEntry() = default;
+};
 
-  // Stores after the newest entry, overwriting the oldest when full.
-  void put(uint32_t value) {
-    m_index = static_cast<uint32_t>(m_index + 1) == m_capacity ? 0 : m_index + 1;
-    m_data[m_index] = value;
-  }
-  // Puts first, first + 1, ... first + count - 1, as many single puts would.
-  void putRange(uint32_t first, uint32_t count);
-  // The newest entry not yet delivered; only while size is not 0.
-  uint32_t pop();
-  // How many entries `pop` is to deliver, at most the capacity.
-  void setSize(uint32_t size) { m_size = size < m_capacity ? size : m_capacity; }
+class CPriorityQueue {
+ public:
+  // `ownsElements`: the queue deletes what it holds (and what `insert`
+  // pushes out); the field mergers keep their entries themselves.
+  explicit CPriorityQueue(uint32_t capacity, bool ownsElements = false);
+  virtual ~CPriorityQueue();
+  CPriorityQueue(const CPriorityQueue&) = delete;
+  CPriorityQueue& operator=(const CPriorityQueue&) = delete;
+
+  // Below capacity the element joins; at capacity it replaces the top if the
+  // top is below it. False when the element was not taken. Null raises.
+  bool insert(CEntry* element);
+  // Adds an element below capacity; null or a full heap raises.
+  void put(CEntry* element);
+  CEntry* top() const { return m_size == 0 ? nullptr : m_heap[1]; }
+  // Restores the order after the top's key has grown.
+  void adjustTop();
+  // Takes the top out (not freed): the last element moves up and sifts down.
+  void removeTop();
+
   uint32_t size() const { return m_size; }
   uint32_t capacity() const { return m_capacity; }
 
  private:
-  std::unique_ptr<uint32_t[]> m_data;
-  int32_t m_index = -1;
+  static bool below(const CEntry* a, const CEntry* b) { return a->lessThan(a, b); }
+
+  std::unique_ptr<CEntry*[]> m_heap;  // slots 1 to m_size in use
   uint32_t m_size = 0;
-  uint32_t m_capacity = 0;
+  bool m_ownsElements;
+  uint32_t m_capacity;
 };
 
 }  // namespace quern

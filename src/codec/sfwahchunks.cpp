@@ -50,7 +50,7 @@ void SFWAHChunks::appendFrom(SFWAHChunks& source, uint32_t count) {
     source.toReadableChunk();
     const SFWAHChunk& from = source.m_chunks[source.m_readChunk];
     if (m_chunks.empty() || m_chunks.back().used + 4 > m_chunks.back().capacity) {
-      makeChunk(count * 4 > kChunkBytes ? count * 4 : kChunkBytes);
+      makeChunk(count * 4 > sfwah::kChunkBytes ? count * 4 : sfwah::kChunkBytes);
     }
     SFWAHChunk& to = m_chunks.back();
     uint32_t words = (from.used - source.m_readOffset) / 4;
@@ -68,7 +68,7 @@ void SFWAHChunks::appendFrom(SFWAHChunks& source, uint32_t count) {
 void SFWAHChunks::appendWords(const uint32_t* words, uint32_t count) {
   while (count != 0) {
     if (m_chunks.empty() || m_chunks.back().used + 4 > m_chunks.back().capacity) {
-      makeChunk(count * 4 > kChunkBytes ? count * 4 : kChunkBytes);
+      makeChunk(count * 4 > sfwah::kChunkBytes ? count * 4 : sfwah::kChunkBytes);
     }
     SFWAHChunk& to = m_chunks.back();
     const uint32_t room = (to.capacity - to.used) / 4;

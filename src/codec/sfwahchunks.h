@@ -10,6 +10,7 @@
 #include <memory>
 #include <vector>
 
+#include "codec/sfwahtuning.h"
 #include "storage/endian.h"
 #include "storage/memcache.h"
 
@@ -26,8 +27,6 @@ struct SFWAHChunk {
 
 class SFWAHChunks {
  public:
-  static constexpr uint32_t kChunkBytes = 0x80;
-
   // On `cache` (not owned), or on a private cache when it is null.
   explicit SFWAHChunks(CMemCache* cache);
   virtual ~SFWAHChunks() = default;
@@ -35,7 +34,7 @@ class SFWAHChunks {
   SFWAHChunks& operator=(const SFWAHChunks&) = delete;
 
   void appendWord(uint32_t word) {
-    if (m_chunks.empty() || m_chunks.back().used + 4 > m_chunks.back().capacity) makeChunk(kChunkBytes);
+    if (m_chunks.empty() || m_chunks.back().used + 4 > m_chunks.back().capacity) makeChunk(sfwah::kChunkBytes);
     SFWAHChunk& chunk = m_chunks.back();
     storeLE32(chunk.data + chunk.used, word);
     chunk.used += 4;

@@ -65,7 +65,7 @@ void markLiterals(const uint32_t* groups, uint32_t* to, uint32_t count) {
 
 SFWAHGroupReader::SFWAHGroupReader(SFWAHChunks& chunks) : m_chunks(chunks) {
   try {
-    m_groups.resize(kWindow + kSlack);
+    m_groups.resize(sfwah::kGroupWindow + sfwah::kGroupSlack);
   } catch (...) {
     QRN_RAISE(2, "alloc groups failed");
   }
@@ -82,7 +82,7 @@ uint32_t SFWAHGroupReader::fill() {
   // The read position lives in locals here: the loop stores nothing but groups.
   const uint8_t* data = m_data;
   const uint8_t* end = m_end;
-  while (at < kWindow) {
+  while (at < sfwah::kGroupWindow) {
     if (data == end && !m_chunks.takeCodedSpan(data, end)) break;
     const uint32_t word = loadLE32(data);
     data += 4;
@@ -108,7 +108,7 @@ uint32_t SFWAHGroupReader::fill() {
 }
 
 uint32_t SFWAHGroupReader::putLongFill(uint32_t at, uint32_t value, uint32_t count) {
-  const uint32_t room = kWindow > at ? kWindow - at : 0;
+  const uint32_t room = sfwah::kGroupWindow > at ? sfwah::kGroupWindow - at : 0;
   const uint32_t now = count < room ? count : room;
   std::fill_n(m_groups.data() + at, now, value);
   if (now < count) {
@@ -193,7 +193,7 @@ void putGroups(uint32_t* groups, uint32_t count, SFWAHEncoder& out) {
 bool preferGroups(SFWAHChunks& first, SFWAHChunks& second) {
   const uint64_t words = uint64_t{first.segmentLength()} + second.segmentLength();
   // Small segments take the walk: the windows' set-up would cost more than it saves.
-  if (2 * words < SFWAHGroupReader::kWindow) return false;
+  if (2 * words < sfwah::kGroupWindow) return false;
   // The groups of the first side's first 1,024 words stand for the whole
   // segment, so that the choice costs at most that much reading.
   const SFWAHChunks::ReadMark mark = first.readMark();
@@ -209,7 +209,7 @@ bool preferGroups(SFWAHChunks& first, SFWAHChunks& second) {
   // Both sides hold the same groups: twice the first side's over the words
   // of both. Divided, not multiplied out, since huge fills in a damaged image
   // would overflow the product.
-  return sampled != 0 && 2 * groups <= uint64_t{kGroupWayLimit} * words * sampled / first.segmentLength();
+  return sampled != 0 && 2 * groups <= uint64_t{sfwah::kGroupWayLimit} * words * sampled / first.segmentLength();
 }
 
 }  // namespace quern

@@ -13,25 +13,20 @@
 
 #include "codec/sfwahchunks.h"
 #include "codec/sfwahencoder.h"
+#include "codec/sfwahtuning.h"
 #include "base/exception.h"
 
 namespace quern {
 
 class SFWAHGroupReader {
  public:
-  // Groups a window holds at least, unless the segment ends first.
-  static constexpr uint32_t kWindow = 8192;
-  // Room past the window: one compact word brings at most 511 groups, and
-  // a fill of up to 16 groups is written as 16 copies whatever its count.
-  static constexpr uint32_t kSlack = 1024;
-
   // Reads the coded words of the segment at `chunks`' read position.
   explicit SFWAHGroupReader(SFWAHChunks& chunks);
   SFWAHGroupReader(const SFWAHGroupReader&) = delete;
   SFWAHGroupReader& operator=(const SFWAHGroupReader&) = delete;
 
   // Writes out the next groups after those kept by `consume`; returns how
-  // many the array holds: at least kWindow, fewer only at the segment's end.
+  // many the array holds: at least sfwah::kGroupWindow, fewer only at the segment's end.
   uint32_t fill();
   const uint32_t* groups() const { return m_groups.data(); }
   // Drops the first `used` of the `held` groups and keeps the rest.
@@ -66,13 +61,8 @@ class SFWAHGroupReader {
 // The logical words are gathered over the groups, which are lost.
 void putGroups(uint32_t* groups, uint32_t count, SFWAHEncoder& out);
 
-// The most groups per stored word (the mean of the two sides) at which busy
-// segments go group by group, for all three operators: measured on run sets
-// of 1.6 to 20 groups per word, the group way is ahead up to about 5.5.
-constexpr uint32_t kGroupWayLimit = 5;
-
 // True when the segments at both read positions have at most
-// kGroupWayLimit groups per stored word, judged by the first side's first
+// sfwah::kGroupWayLimit groups per stored word, judged by the first side's first
 // words. Both read positions stay where they are.
 bool preferGroups(SFWAHChunks& first, SFWAHChunks& second);
 
@@ -85,7 +75,7 @@ bool combineGroups(SFWAHChunks& first, SFWAHChunks& second, SFWAHEncoder& out, C
   SFWAHGroupReader b(second);
   std::vector<uint32_t> result;
   try {
-    result.resize(SFWAHGroupReader::kWindow + SFWAHGroupReader::kSlack);
+    result.resize(sfwah::kGroupWindow + sfwah::kGroupSlack);
   } catch (...) {
     QRN_RAISE(2, "alloc groups failed");
   }

@@ -4,6 +4,7 @@
 
 #include "codec/sfwahbytes.h"
 #include "codec/sfwahspan.h"
+#include "codec/sfwahtuning.h"
 #include "codec/sfwahvector.h"
 #include "base/exception.h"
 #include "storage/endian.h"
@@ -46,8 +47,8 @@ uint32_t SFWAHTop::sumBlocks() {
   try {
     while (chunks.nextSegment()) {
       chunks.forEachCodedSpan([this, &all](const uint8_t* data, uint32_t n) {
-        for (uint32_t at = 0; at < n; at += kBlockWords) {
-          const uint32_t words = n - at < kBlockWords ? n - at : kBlockWords;
+        for (uint32_t at = 0; at < n; at += sfwah::kTopBlockWords) {
+          const uint32_t words = n - at < sfwah::kTopBlockWords ? n - at : sfwah::kTopBlockWords;
           const SpanSums sums = sumSpan(data + 4 * at, words);
           m_blocks.push_back({data + 4 * at, words, sums.ones, sums.bits, 0});
           all += sums.ones;
@@ -74,8 +75,8 @@ bool SFWAHTop::pass(uint32_t ones, uint32_t bits, uint32_t quiet) {
 void SFWAHTop::putWords(const uint8_t* data, uint32_t count, uint32_t quiet) {
   // Pieces of the block pass whole first, then its stored words, and only
   // the words that may hold one of the newest are expanded.
-  for (uint32_t at = 0; at < count; at += kPieceWords) {
-    const uint32_t words = count - at < kPieceWords ? count - at : kPieceWords;
+  for (uint32_t at = 0; at < count; at += sfwah::kTopPieceWords) {
+    const uint32_t words = count - at < sfwah::kTopPieceWords ? count - at : sfwah::kTopPieceWords;
     const SpanSums sums = sumSpan(data + 4 * at, words);
     if (pass(sums.ones, sums.bits, quiet)) continue;
     for (const uint8_t* word = data + 4 * at; word != data + 4 * (at + words); word += 4) {

@@ -8,7 +8,7 @@
 #include <memory>
 #include <vector>
 
-#include "codec/priorityqueue.h"
+#include "codec/ringqueue.h"
 
 namespace quern {
 
@@ -37,8 +37,6 @@ class SFWAHTop {
     uint32_t bits;
     uint32_t tail;
   };
-  static constexpr uint32_t kBlockWords = 256;
-  static constexpr uint32_t kPieceWords = 32;
 
   // Reads every segment from the read position on into blocks; returns the
   // ones of all.

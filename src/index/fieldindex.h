@@ -1,6 +1,6 @@
 // What the three index kinds share: the kind codes, the abstract indexer,
 // reader and merger through which the index set drives a field without
-// knowing its kind, and the element of the merge queues.
+// knowing its kind.
 #pragma once
 
 #include <cstdint>
@@ -48,14 +48,6 @@ class FieldMerger {
   // the merge.
   virtual void insert(FieldIndexReader* reader) = 0;
   virtual void merge(COutputDesc* output) = 0;
-};
-
-// A merge source standing on one term; the merge queues order them by term,
-// then by the source's ordinal.
-class CEntry {
- public:
-  virtual bool lessThan(const CEntry* a, const CEntry* b) const = 0;
-  virtual ~CEntry() = default;
 };
 
 }  // namespace quern

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "index/indexerfactory.h"
-#include "support/sfwah.h"
+#include "support/raises.h"
 #include "support/tempdir.h"
 
 namespace quern {

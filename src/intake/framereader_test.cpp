@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
-#include "intake/tracelog.h"
-#include "random.h"
+#include "support/tracelog.h"
+#include "qvloggen/random.h"
 #include "rowrender/payload.h"
 
 namespace quern {

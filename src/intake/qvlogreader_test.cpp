@@ -8,9 +8,9 @@
 #include <tuple>
 #include <vector>
 
-#include "intake/tracelog.h"
-#include "logwriter.h"
-#include "random.h"
+#include "support/tracelog.h"
+#include "qvloggen/logwriter.h"
+#include "qvloggen/random.h"
 #include "support/tempdir.h"
 
 namespace quern {

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "index/fieldindex.h"
-#include "index/mergequeue.h"
+#include "codec/priorityqueue.h"
 #include "kinds/e1indexreader.h"
 
 namespace quern {

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "quern.h"
-#include "qvloggen.h"
+#include "qvloggen/qvloggen.h"
 #include "support/tempdir.h"
 
 namespace quern {

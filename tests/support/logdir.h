@@ -12,7 +12,7 @@
 #include "frame/indexrun.h"
 #include "index/fieldsinfo.h"
 #include "kinds/e1indexreader.h"
-#include "qvloggen.h"
+#include "qvloggen/qvloggen.h"
 #include "support/sfwah.h"
 #include "support/tempdir.h"
 

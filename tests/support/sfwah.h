@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <algorithm>
 #include <random>
-#include <stdexcept>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -15,6 +14,7 @@
 #include "codec/sfwahvector.h"
 #include "storage/inputdesc.h"
 #include "storage/outputdesc.h"
+#include "support/raises.h"
 
 namespace quern::test {
 
@@ -152,24 +152,6 @@ inline Bits bitsWithOnes(uint32_t length, std::initializer_list<uint32_t> ones) 
   Bits bits(length);
   for (uint32_t one : ones) bits[one - 1] = true;
   return bits;
-}
-
-// Runs `action` and checks that it raises `text` at `level` (1 logic, 2 runtime).
-template <typename Action>
-::testing::AssertionResult raises(Action action, int level, const std::string& text) {
-  std::string what = "nothing";
-  try {
-    action();
-  } catch (const std::logic_error& failure) {
-    what = level == 1 ? failure.what() : "a logic error";
-  } catch (const std::runtime_error& failure) {
-    what = level == 2 ? failure.what() : "a runtime error";
-  }
-  const std::string end = "," + text;
-  if (what.size() >= end.size() && what.compare(what.size() - end.size(), end.size(), end) == 0) {
-    return ::testing::AssertionSuccess();
-  }
-  return ::testing::AssertionFailure() << "raised " << what << ", expected " << text;
 }
 
 }  // namespace quern::test

@@ -9,12 +9,12 @@
 #include <string>
 #include <vector>
 
-#include "options.h"
+#include "qvloggen/options.h"
 #include "quern.h"
-#include "qvloggen.h"
+#include "qvloggen/qvloggen.h"
 #include "runs.h"
 #include "summary.h"
-#include "truth.h"
+#include "qvloggen/truth.h"
 
 namespace {
 

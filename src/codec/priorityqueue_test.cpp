@@ -1,4 +1,4 @@
-#include "index/mergequeue.h"
+#include "codec/priorityqueue.h"
 
 #include <gtest/gtest.h>
 
@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "support/sfwah.h"
+#include "support/raises.h"
 
 namespace quern {
 namespace {
