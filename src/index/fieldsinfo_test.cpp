@@ -49,7 +49,7 @@ TEST(FieldsInfo, BadTablesAreRefused) {
                      "indexer 0 is invalid"));
 }
 
-// Range and full-text kinds take the unknown kind's path until they exist.
+// The full-text kind takes the unknown kind's path until it exists.
 TEST(IndexerFactories, UnknownKindsAreRefused) {
   const auto three = static_cast<IndexerKind>(3);
   EXPECT_TRUE(raises([&] { IndexerFactory::instance().create(three, nullptr); }, 1, "invalid indexer 3"));

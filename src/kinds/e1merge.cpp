@@ -1,14 +1,13 @@
 #include "kinds/e1merge.h"
 
-#include <cstring>
 #include <exception>
 #include <utility>
 
 #include "base/exception.h"
 #include "base/guard.h"
 #include "base/suspend.h"
+#include "index/fieldtable.h"
 #include "storage/bytearena.h"
-#include "storage/endian.h"
 
 namespace quern {
 
@@ -88,10 +87,7 @@ void E1IndexMerger::merge(COutputDesc* output) {
   const auto completeTerm = [&] {
     for (int64_t o = lastOrdinal + 1; o < sources; ++o) m_entries[static_cast<size_t>(o)]->pad(&merged);
     merged.chunks()->writeTo(output);
-    char* row = rows.append(sizeof(uint32_t) + lastTerm.size() + sizeof(uint64_t));
-    storeLE32(row, static_cast<uint32_t>(lastTerm.size()));
-    std::memcpy(row + sizeof(uint32_t), lastTerm.data(), lastTerm.size());
-    storeLE64(row + sizeof(uint32_t) + lastTerm.size(), offset);
+    fieldtable::appendRow(rows, lastTerm, offset);
     ++rowCount;
     offset += merged.chunks()->imageBytes();
     merged.chunks()->clear();
@@ -121,13 +117,11 @@ void E1IndexMerger::merge(COutputDesc* output) {
   if (open) completeTerm();
 
   CFileOutput& file = output->file();
-  uint32_t segments = 0;
-  for (const auto& entry : m_entries) segments += static_cast<uint32_t>(entry->recordCounts().size());
-  file.writeInt(static_cast<int32_t>(segments));
+  std::vector<uint32_t> recordCounts;
   for (const auto& entry : m_entries) {
-    for (uint32_t count : entry->recordCounts()) file.writeInt(static_cast<int32_t>(count));
+    recordCounts.insert(recordCounts.end(), entry->recordCounts().begin(), entry->recordCounts().end());
   }
-  file.writeInt(static_cast<int32_t>(rowCount));
+  fieldtable::writeHead(file, recordCounts, rowCount);
   rows.writeTo(file);
   output->writeClosingBlock(static_cast<int64_t>(offset));
 }
