@@ -30,6 +30,17 @@ void appendRow(ByteArena& rows, std::string_view value, uint64_t offset) {
   storeLE64(row + 4 + value.size(), offset);
 }
 
+std::unique_ptr<SFWAHVector> noRecords(std::span<const uint32_t> recordCounts) {
+  auto set = std::make_unique<SFWAHVector>(nullptr);
+  for (uint32_t count : recordCounts) {
+    set->encoder()->appendZeros(count);
+    set->setLength(set->length() + count);
+    set->encoder()->finish();
+    set->chunks()->closeSegment();
+  }
+  return set;
+}
+
 }  // namespace fieldtable
 
 using fieldtable::kMinTableBytes;

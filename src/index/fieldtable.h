@@ -36,6 +36,10 @@ void writeRow(CFileOutput& file, std::string_view value, uint64_t offset);
 // the row count only after the last row (the merges).
 void appendRow(ByteArena& rows, std::string_view value, uint64_t offset);
 
+// The set of no record in segments of these record counts, one all-zero
+// segment each: what a merge copies for a source that lacks a value.
+std::unique_ptr<SFWAHVector> noRecords(std::span<const uint32_t> recordCounts);
+
 // A row kept as the file holds it (rows are read into memory as they lie).
 inline std::string_view rowValue(const char* row) { return {row + 4, loadLE32(row)}; }
 inline uint64_t rowOffset(const char* row) { return loadLE64(row + 4 + loadLE32(row)); }

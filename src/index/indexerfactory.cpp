@@ -6,6 +6,7 @@
 #include "kinds/e1indexreader.h"
 #include "kinds/rangeindexer.h"
 #include "kinds/rangeindexreader.h"
+#include "kinds/rangemerge.h"
 
 namespace quern {
 
@@ -41,6 +42,7 @@ const IndexMergerFactory& IndexMergerFactory::instance() {
 
 std::unique_ptr<FieldMerger> IndexMergerFactory::create(IndexerKind kind, uint32_t sourceCount) const {
   if (kind == IndexerKind::E1) return std::make_unique<E1Merger>(sourceCount);
+  if (kind == IndexerKind::Range) return std::make_unique<RangeMerger>(sourceCount);
   QRN_RAISE(1, "invalid index merger");
 }
 

@@ -39,15 +39,7 @@ void E1IndexMergeEntry::pad(SFWAHVector* merged) {
   if (merged == nullptr) QRN_RAISE(2, "Invalid param");
   // The zero segments are the same for every term that lacks this source:
   // encoded once, then copied.
-  if (!m_padding) {
-    m_padding = std::make_unique<SFWAHVector>(nullptr);
-    for (uint32_t count : m_reader->recordCounts()) {
-      m_padding->encoder()->appendZeros(count);
-      m_padding->setLength(m_padding->length() + count);
-      m_padding->encoder()->finish();
-      m_padding->chunks()->closeSegment();
-    }
-  }
+  if (!m_padding) m_padding = fieldtable::noRecords(m_reader->recordCounts());
   m_padding->chunks()->rewind();
   merged->append(m_padding.get());
   merged->setLength(merged->length() + m_padding->length());
