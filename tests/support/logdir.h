@@ -1,6 +1,6 @@
 // A generated log in a fresh directory that is the working directory while
-// the object lives, beside a config.ini whose every field is e1 (the range
-// and full-text kinds come later).
+// the object lives, beside a config.ini whose every field is e1 (the
+// full-text kind comes later; `rangeTime` makes `time` a Range field).
 #pragma once
 
 #include <filesystem>
@@ -33,6 +33,19 @@ class LogDir {
   ~LogDir() { std::filesystem::current_path(home); }
   LogDir(const LogDir&) = delete;
   LogDir& operator=(const LogDir&) = delete;
+
+  // From here on `time` is a Range field in what this object indexes and
+  // reads; `result` stays e1 until the full-text kind exists. config.ini,
+  // which the process-wide field table reads, stays all e1.
+  void rangeTime() {
+    std::string text = qvloggen::configIni(true);
+    const std::string e1Time = "[time]\nindexer=e1";
+    text.replace(text.find(e1Time), e1Time.size(), "[time]\nindexer=range");
+    writeFile("kinds.ini", text);
+    fields.reset();
+    config = std::make_unique<GlobalConfig>("kinds.ini");
+    fields = std::make_unique<FieldsInfo>(*config);
+  }
 
   // Indexes [begin, end] of the log into `out` (made here) through a run
   // file with `limit` as the memory limit; gives "out/".
