@@ -1,6 +1,6 @@
 // The searcher cache and the five query exports, on generated logs. The
 // exports use the process's field table: every LogDir writes the same
-// all-e1 config.ini into the current directory, whichever test comes first.
+// config.ini into the current directory, whichever test comes first.
 #include "frame/searchers.h"
 
 #include <gmock/gmock.h>

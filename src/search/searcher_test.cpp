@@ -47,7 +47,6 @@ class SearcherTest : public ::testing::Test {
     for (const TruthFrame& frame : m_truth.frames) {
       if (frame.ordinal >= 0 && frameLayout(frame.type) != nullptr) m_records.push_back(&frame);
     }
-    m_log.rangeTime();
     Canceler::setCurrent(&m_canceler);
   }
   ~SearcherTest() override { Canceler::setCurrent(nullptr); }
