@@ -119,8 +119,8 @@ TEST_F(SearchersTest, RowExportsTrimThePathAndRefuseOffsetZero) {
 }
 
 TEST_F(SearchersTest, ARepeatedQueryOpensOnlyItsQueryFile) {
-  const qvloggen::TruthFrame& frame = qvloggen::readTruth(m_log.summary.truthPath).frames.back();
-  test::writeFile("many.ini", "[filter]\ncancel = c\nlimit = 20\ntime = 0-9\nuser = " + frame.user +
+  const std::string user = qvloggen::readTruth(m_log.summary.truthPath).frames.back().user;
+  test::writeFile("many.ini", "[filter]\ncancel = c\nlimit = 20\ntime = 0-9\nuser = " + user +
                                   "\nhost = 0.0.0.0-255.255.255.255\nprivate = 0\n");
   const int count = qrn_indexer_query(m_index.c_str(), "many.ini");
   ASSERT_GT(count, 0);

@@ -295,6 +295,7 @@ std::string Searcher::fetchFrame(int exportRow, const char* path, uint64_t offse
   if (path == nullptr || offset == 0 || ordinal < 0) QRN_RAISE(2, "error param");
   FrameFetch& fetch = frameFetch();
   if (!fetch.reader || fetch.path != path) {
+    fetch.frames = nullptr;
     fetch.reader.reset();
     fetch.offset = 0;
     fetch.reader = std::make_unique<CQvlogReader>(path);
@@ -305,6 +306,7 @@ std::string Searcher::fetchFrame(int exportRow, const char* path, uint64_t offse
   const bool inHand = offset == fetch.offset && fetch.blockRead == CQvlogReader::blockReads();
   if (!inHand) {
     fetch.offset = 0;
+    fetch.frames = nullptr;
     fetch.cache.clear();
     if (fetch.reader->input() == nullptr) fetch.reader->Open();
     fetch.reader->input()->seek(static_cast<int64_t>(offset < kFileHeaderSize ? kFileHeaderSize : offset));
