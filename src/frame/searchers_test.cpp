@@ -46,7 +46,8 @@ class SearchersTest : public ::testing::Test {
   ~SearchersTest() override { ClearSearchers(); }
 
   std::string copyOf(const std::string& name) {
-    fs::copy(m_index, name);
+    // A source path without its separator: Windows copies no "base/".
+    fs::copy("base", name, fs::copy_options::recursive);
     return name + "/";
   }
 
@@ -112,7 +113,8 @@ TEST_F(SearchersTest, RowExportsTrimThePathAndRefuseOffsetZero) {
   EXPECT_NE(exported, row);
   EXPECT_EQ(qrn_indexer_row_export(path.c_str(), offset, 100000), std::string()) << "no such frame: empty, not null";
   EXPECT_EQ(qrn_indexer_row_result(path.c_str(), 0, ordinal), nullptr);
-  EXPECT_THAT(qrn_indexer_error(), ::testing::MatchesRegex("search +:[0-9]+ +,error param"));
+  EXPECT_THAT(qrn_indexer_error(), ::testing::AllOf(::testing::StartsWith("search    :"),
+                                                    ::testing::EndsWith("  ,error param")));
   EXPECT_EQ(qrn_indexer_row_export(nullptr, offset, ordinal), nullptr);
   qrn_searcher_clear();
   EXPECT_EQ(qrn_indexer_row_result(path.c_str(), offset, ordinal), row) << "rows need no searcher";

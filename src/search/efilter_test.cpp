@@ -20,8 +20,8 @@ TEST(EFilter, AsksTheFieldForItsValue) {
   EXPECT_EQ(test::answer(x), test::bitsWithOnes(3, {1, 3}));
   EXPECT_EQ(EFilter(&searcher, "b", "3", 1).evaluate(), nullptr) << "a value the field lacks";
   EXPECT_TRUE(test::raises([&] { EFilter(&searcher, "c", "x", 1).evaluate(); }, 1, "can not find field(c)"));
-  std::filesystem::remove(index.out + "b.e1");
   searcher.reader().forgetField("b");
+  std::filesystem::remove(index.out + "b.e1");
   EXPECT_THAT(test::failureText([&] { EFilter(&searcher, "b", "1", 1).evaluate(); }),
               ::testing::HasSubstr("construct E1IndexReader fail"))
       << "a missing field file fails when a filter first asks for it";

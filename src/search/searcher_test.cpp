@@ -158,8 +158,7 @@ TEST_F(SearcherTest, RowsGiveLocatorsOfTheResultsOnly) {
 TEST_F(SearcherTest, DirectoriesWithoutRecordsOrSummary) {
   const test::TraceLog log;
   const test::SmallIndex empty({{"f", "e1"}}, {});
-  Searcher none(empty.out, *empty.fields);
-  EXPECT_EQ(none.search("no such query file"), 0u) << "the query file isn't read";
+  EXPECT_EQ(Searcher(empty.out, *empty.fields).search("no such query file"), 0u) << "the query file isn't read";
   EXPECT_TRUE(log.has("record count is 0, return"));
   // A path without its separator gets one.
   std::string bare = empty.out;
