@@ -48,10 +48,7 @@ struct Corpus {
       qvloggen::generate(options, dir.string());
     }
     fs::current_path(dir);
-    std::string config = qvloggen::configIni(true);
-    const std::string e1Time = "[time]\nindexer=e1";
-    config.replace(config.find(e1Time), e1Time.size(), "[time]\nindexer=range");
-    std::ofstream("config.ini") << config;
+    std::ofstream("config.ini") << qvloggen::configIni(true);
     logPath = (dir / options.logName).string();
     if (!ready) {
       fs::create_directory("index");

@@ -27,10 +27,7 @@ struct FixedIndex {
     options.truth = false;
     logPath = qvloggen::generate(options, dir.string()).logPath;
     fs::current_path(dir);
-    std::string config = qvloggen::configIni(true);
-    const std::string e1Time = "[time]\nindexer=e1";
-    config.replace(config.find(e1Time), e1Time.size(), "[time]\nindexer=range");
-    std::ofstream("config.ini") << config;
+    std::ofstream("config.ini") << qvloggen::configIni(true);
     fs::create_directory("index");
     std::ofstream("index.run") << "[In]\npath=" << logPath << "\nend=" << fs::file_size(logPath)
                                << "\n[Out]\ndir=index\n";
