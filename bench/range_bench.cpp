@@ -168,6 +168,7 @@ void BM_RangeQuery(benchmark::State& state) {
     const auto [from, to] = drawRange(random, files.field, static_cast<uint32_t>(state.range(0)));
     benchmark::DoNotOptimize(reader.searchRange(from, to));
   }
+  state.counters["values"] = reader.valueCount();
 }
 
 void BM_RangeVsE1(benchmark::State& state) {

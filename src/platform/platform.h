@@ -107,8 +107,23 @@ void* allocatePages(size_t bytes);
 void freePages(void* pages, size_t bytes);
 // Allows at least `count` files open at once.
 bool raiseOpenFileLimit(int count);
+// Allows exactly `count` files open at once, lowering the limit too; false
+// where the system refuses that number.
+bool setOpenFileLimit(int count);
 // Seconds since the Unix epoch.
 int64_t currentTime();
+
+// The vector units that hand-vectorised loops may use on this processor and
+// system: AVX2, and AVX-512 with VPOPCNTDQ. Asked once by each caller.
+struct VectorUnits {
+  bool avx2 = false;
+  bool avx512 = false;
+};
+VectorUnits vectorUnits();
+// The way of reading vectors that the environment variable QUERN_SPAN_WAY
+// names ("avx512", "avx2", "word"), to measure or test a slower way on a
+// processor that has a faster one; null when it is not set.
+const char* vectorWayOverride();
 
 // ---- threads --------------------------------------------------------------
 

@@ -147,6 +147,13 @@ bool raiseOpenFileLimit(int count) {
   return setrlimit(RLIMIT_NOFILE, &limit) == 0;
 }
 
+bool setOpenFileLimit(int count) {
+  struct rlimit limit;
+  if (count < 0 || getrlimit(RLIMIT_NOFILE, &limit) != 0) return false;
+  limit.rlim_cur = static_cast<rlim_t>(count);
+  return setrlimit(RLIMIT_NOFILE, &limit) == 0;
+}
+
 int64_t currentTime() { return static_cast<int64_t>(std::time(nullptr)); }
 
 Thread::~Thread() { join(); }

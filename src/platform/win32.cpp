@@ -124,6 +124,8 @@ void freePages(void* pages, size_t /*bytes*/) {
 
 bool raiseOpenFileLimit(int count) { return _setmaxstdio(count) != -1; }
 
+bool setOpenFileLimit(int count) { return _setmaxstdio(count) != -1; }
+
 int64_t currentTime() { return static_cast<int64_t>(_time64(nullptr)); }
 
 Thread::~Thread() { join(); }
