@@ -86,11 +86,11 @@ extern "C" const char* qrn_indexer_block(unsigned int index) noexcept {
   });
 }
 
-extern "C" int qrn_indexer_query(const char* indexDir, const char* queryFile) {
+extern "C" int qrn_indexer_query(const char* indexDir, const char* queryFile) noexcept {
   return guardExport(-1, [&] { return static_cast<int>(RunQuery(indexDir, queryFile)); });
 }
 
-extern "C" const char* qrn_indexer_row(const char* indexDir, unsigned int index) {
+extern "C" const char* qrn_indexer_row(const char* indexDir, unsigned int index) noexcept {
   static std::string text;
   return guardExport<const char*>(nullptr, [&]() -> const char* {
     if (indexDir == nullptr) return nullptr;
@@ -104,7 +104,7 @@ namespace {
 // A row of the log for the host: the path without blanks at its ends, the
 // text in the calling function's own string.
 const char* frameRow(std::string& text, int exportRow, const char* logPath, unsigned long long blockOffset,
-                     int frameIndex) {
+                     int frameIndex) noexcept {
   return guardExport<const char*>(nullptr, [&] {
     const std::string path = logPath != nullptr ? trimBlanks(logPath) : std::string();
     text = Searcher::fetchFrame(exportRow, logPath != nullptr ? path.c_str() : nullptr, blockOffset, frameIndex);
@@ -114,14 +114,16 @@ const char* frameRow(std::string& text, int exportRow, const char* logPath, unsi
 
 }  // namespace
 
-extern "C" const char* qrn_indexer_row_result(const char* logPath, unsigned long long blockOffset, int frameIndex) {
+extern "C" const char* qrn_indexer_row_result(const char* logPath, unsigned long long blockOffset,
+                                              int frameIndex) noexcept {
   static std::string text;
   return frameRow(text, 0, logPath, blockOffset, frameIndex);
 }
 
-extern "C" const char* qrn_indexer_row_export(const char* logPath, unsigned long long blockOffset, int frameIndex) {
+extern "C" const char* qrn_indexer_row_export(const char* logPath, unsigned long long blockOffset,
+                                              int frameIndex) noexcept {
   static std::string text;
   return frameRow(text, 1, logPath, blockOffset, frameIndex);
 }
 
-extern "C" void qrn_searcher_clear(void) { ClearSearchers(); }
+extern "C" void qrn_searcher_clear(void) noexcept { ClearSearchers(); }
