@@ -5,7 +5,8 @@
 // directory's files open since the last call) and on a fresh one (the cache
 // cleared before every query). Every query starts and stops its cancel
 // watcher; BM_CancelWatcher gives that part alone. Rows are fetched with no
-// block of theirs in hand; "blocks" counts the blocks they lie in.
+// block of theirs in hand; "blocks" counts the blocks they lie in. The
+// query of every clause is drawn from one record, so that it matches.
 //
 // The corpus is built once into <temp>/quern-bench-search-<records>/ and
 // kept for later runs (QUERN_BENCH_SMOKE=1: a tiny one).
@@ -23,11 +24,17 @@
 #include "frame/indexrun.h"
 #include "index/fieldsinfo.h"
 #include "index/index.h"
+#include "intake/collector.h"
+#include "intake/framereader.h"
+#include "intake/frameview.h"
+#include "intake/qvlogreader.h"
 #include "kinds/rangeindexreader.h"
 #include "qvloggen/qvloggen.h"
 #include "qvloggen/vocabulary.h"
 #include "qvloggen/world.h"
 #include "quern.h"
+#include "storage/crc.h"
+#include "storage/endian.h"
 
 namespace {
 
@@ -90,6 +97,54 @@ Corpus& corpus() {
 
 std::string dayWindow() { return corpus().day + " 00:00:00-" + corpus().day + " 23:59:59"; }
 
+// Runs a query of `keys` on the corpus; the count.
+int countOf(const std::string& keys, int limit) {
+  std::ofstream("probe.ini") << "[filter]\ncancel = cancel-never\nlimit = " << limit << "\n" << keys << "\n";
+  return qrn_indexer_query(corpus().indexDir.c_str(), "probe.ini");
+}
+
+// Every clause at once, all of them true of one record of `user`: its mail
+// in the day window, with the record's application, private mark, snap and
+// whole searchable text (`result` being e1, the text must match whole).
+std::string everyClause(const qvloggen::User& user, const std::string& group) {
+  std::string keys = "user = " + user.name + "\ngroup = " + group + "\nhost = " + user.host.text + "\nserv = " +
+                     std::string(qvloggen::kResMailRecvSend) + "\ntime = " + dayWindow();
+  const int count = countOf(keys, 20);
+  static const CResultReader searchable;
+  std::vector<uint8_t> text(kLogBufferSize);
+  for (int i = 0; i < count && i < 20; ++i) {
+    const std::string locator = qrn_indexer_row(corpus().indexDir.c_str(), static_cast<unsigned>(i));
+    const size_t colon = locator.find(':');
+    CQvlogReader log(corpus().logPath.c_str());
+    log.Open();
+    log.input()->seek(std::stoll(locator.substr(colon + 1)));
+    LogBlockHeader header;
+    CQvlogIterator* frames = log.ReadBlock(&header, 1);
+    FrameHeader frameHeader;
+    const uint8_t* body = nullptr;
+    for (int ordinal = std::stoi(locator.substr(locator.find(':', colon + 1) + 1)); ordinal >= 0; --ordinal) {
+      body = frames != nullptr ? nextRecordFrame(*frames, frameHeader) : nullptr;
+    }
+    FrameView frame;
+    if (body == nullptr || !frame.load(frameHeader, body)) continue;
+    searchable.Read(frame.payload(), frame.payloadSize(), text.data(), static_cast<uint32_t>(text.size()));
+    const std::string result(reinterpret_cast<const char*>(text.data()) + 4, loadLE32(text.data()));
+    // A text that a query file cannot carry on one line as one phrase.
+    if (result.find_first_of("\t\b\r\n") != std::string::npos || result.size() > 60000 || result[0] == ' ') continue;
+    std::string app;
+    static const CCrc crc;
+    for (const qvloggen::Service& service : qvloggen::services()) {
+      for (std::string_view name : service.apps) {
+        if (crc.compute(name.data(), static_cast<uint32_t>(name.size())) == frame.u32(body::kAppCrc)) app = name;
+      }
+    }
+    const std::string all = keys + "\napp = " + app + "\nprivate = " + std::to_string(frame.u32(body::kPrivateMark)) +
+                            "\nresult = " + result + "\nsnap = " + (frame.snapText().empty() ? "0" : "1");
+    if (countOf(all, 0) > 0) return all;
+  }
+  return keys;
+}
+
 // The query shapes, as [filter] keys besides cancel and limit.
 std::vector<std::pair<std::string, std::string>> shapes() {
   const Corpus& c = corpus();
@@ -105,9 +160,7 @@ std::vector<std::pair<std::string, std::string>> shapes() {
       {"GroupSubtreeDay", "group = " + top + "\ntime = " + dayWindow()},
       {"AddressRangeDay", "host = 10.0.0.0-10.63.255.255\ntime = " + dayWindow()},
       {"MailDay", "serv = " + mail + "\ntime = " + dayWindow()},
-      {"EveryClauseDay", "user = " + user.name + "\ngroup = " + path + "\nhost = " + user.host.text + "-" +
-                             user.host.text + "\nserv = " + mail + "\napp = " + std::string(qvloggen::kResWebMail) +
-                             "\nprivate = 0\ntime = " + dayWindow() + "\nresult = x\nsnap = 0"},
+      {"EveryClauseDay", everyClause(user, path)},
   };
 }
 
