@@ -81,6 +81,10 @@ bool fileExists(const char* path);
 bool modificationTime(const char* path, int64_t& seconds);
 bool setModificationTime(const char* path, int64_t seconds);
 bool isDirectory(const char* path, bool& directory);
+// Whether `path` names a plain file on disk: not a directory, a pipe or a
+// device, which a read could hang on or misread. False when it cannot be
+// asked, with the system's error set.
+bool isRegularFile(const char* path, bool& regular);
 // As `isDirectory`, but a link to a directory counts as none, so that a walk
 // that deletes what it finds never leaves the tree it was given.
 bool isPlainDirectory(const char* path, bool& directory);

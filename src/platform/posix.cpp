@@ -75,6 +75,13 @@ bool isDirectory(const char* path, bool& directory) {
   return true;
 }
 
+bool isRegularFile(const char* path, bool& regular) {
+  struct stat info;
+  if (stat(path, &info) != 0) return false;
+  regular = S_ISREG(info.st_mode);
+  return true;
+}
+
 bool isPlainDirectory(const char* path, bool& directory) {
   struct stat info;
   if (lstat(path, &info) != 0) return false;

@@ -3,6 +3,7 @@
 // failure text, destroy what they made once, and leave nothing that stops
 // the same run from giving the reference result afterwards. The sanitizer
 // build runs these to catch objects touched after their destruction.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -110,22 +111,28 @@ INSTANTIATE_TEST_SUITE_P(EveryKind, RunFaultsSweep, ::testing::ValuesIn(kOpKinds
                          [](const ::testing::TestParamInfo<OpKind>& info) { return std::string(info.param.name); });
 
 // A host that already holds many files: opens fail part-way through a merge
-// of 40 inputs, wherever the limit lies.
+// of 40 inputs, wherever the limit lies. The same merge first runs whole:
+// it must succeed, and it lets the undefined-behaviour sanitizer meet every
+// type first. Its dynamic type check tests memory through a pipe, and
+// without a descriptor to spare it reports any object it has not yet met as
+// one with an invalid vptr.
 TEST_F(RunFaultsTest, MergeUnderALoweredOpenFileLimitEndsWithTheOpensText) {
   const std::string source = m_log.index("source", 0, m_log.summary.bytes);
   const std::vector<std::string> inputs(40, source);
-  if (!platform::setOpenFileLimit(64)) GTEST_SKIP() << "the open-file limit cannot be lowered here";
-  std::vector<std::string> failures;
-  for (int limit = 4; limit <= 62; limit += 2) {
+  const auto merge = [&] {
     fs::remove_all("merged");
     fs::create_directories("merged");
+    IndexMerger(*m_log.fields, 1, 1).Merge(inputs, "merged/");
+  };
+  merge();
+  if (!platform::setOpenFileLimit(64)) GTEST_SKIP() << "the open-file limit cannot be lowered here";
+  for (int limit = 4; limit <= 62; ++limit) {
     ASSERT_TRUE(platform::setOpenFileLimit(limit));
-    const std::string failure = test::failureText([&] { IndexMerger(*m_log.fields, 1, 1).Merge(inputs, "merged/"); });
-    ASSERT_TRUE(platform::setOpenFileLimit(2048));
-    EXPECT_NE(failure, "no failure") << "limit " << limit;
-    failures.push_back(failure);
+    const std::string failure = test::failureText(merge);
+    ASSERT_TRUE(platform::setOpenFileLimit(1024));
+    EXPECT_THAT(failure, ::testing::AnyOf(::testing::HasSubstr("open file"), ::testing::HasSubstr("load index summary failed")))
+        << "limit " << limit;
   }
-  for (const std::string& failure : failures) EXPECT_NE(failure.find("fail"), std::string::npos) << failure;
 }
 
 }  // namespace
