@@ -1,0 +1,304 @@
+// Queries end to end through the C exports, held against the generator's
+// ground truth: thousands of random query files (every key, alternatives,
+// host ranges of both families, single times and ranges, limits from 0 to
+// 10,000,000, and files the library must refuse) on directories indexed in
+// one pass, in a pass per block, and in two halves merged, must give the
+// brute-force count, the newest ids newest first as locators, and for each
+// the row of its own frame.
+//
+// `result` is an equality field in these directories until the full-text
+// kind exists: an alternative then matches only when each of its phrases is
+// the record's whole searchable text.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <random>
+#include <set>
+
+#include "quern.h"
+#include "qvloggen/truthquery.h"
+#include "storage/address.h"
+#include "support/logdir.h"
+
+namespace quern {
+namespace {
+
+using qvloggen::QueryValues;
+using qvloggen::TruthFrame;
+using qvloggen::TruthRecord;
+
+constexpr int kQueriesPerDirectory = 1200;
+
+std::string addressText(const std::string& text) {
+  uint8_t bytes[16];
+  char out[kAddressTextSize];
+  if (addressFromText(text.c_str(), bytes) != 0 || addressToText(bytes, out) < 0) return text;
+  return out;
+}
+
+// The export row of a frame, written from the sidecar alone.
+std::string exportRow(const TruthFrame& frame) {
+  char head[1024];
+  std::snprintf(head, sizeof head, "%s\t%08X\t%llu\t%llu\t%s\t%s\t%u\t%u", frame.time.c_str(), frame.eventTag,
+                static_cast<unsigned long long>(frame.userCrc), static_cast<unsigned long long>(frame.groupCrc),
+                addressText(frame.host).c_str(), addressText(frame.peer).c_str(), frame.servCrc, frame.appCrc);
+  std::string items;
+  for (const auto& [key, value] : frame.items) {
+    items += (items.empty() ? "" : "\t") + key + "=" + value;
+  }
+  std::replace_if(items.begin(), items.end(), [](char c) { return c == '\n' || c == '\r'; }, ' ');
+  return std::string(head) + "\t" + items;
+}
+
+// Values to draw clauses from: what the log holds, and what it doesn't.
+struct Pools {
+  std::vector<std::string> users, groups, hosts, servs, apps, times, texts;
+};
+
+Pools poolsOf(const std::vector<TruthRecord>& records) {
+  std::set<std::string> users, groups, hosts, servs, apps, times, texts;
+  for (const TruthRecord& record : records) {
+    const TruthFrame& f = *record.frame;
+    users.insert(f.user);
+    hosts.insert(f.host);
+    servs.insert(f.serv);
+    apps.insert(f.app);
+    times.insert(f.time);
+    if (record.text.find_first_of("\t\b\r\n") == std::string::npos) texts.insert(record.text);
+    // Every upper part of the group path is a subtree.
+    for (size_t cut = f.groupPath.find('/', 1); !f.groupPath.empty(); cut = f.groupPath.find('/', cut + 1)) {
+      groups.insert(f.groupPath.substr(0, cut));
+      if (cut == std::string::npos) break;
+    }
+  }
+  const auto list = [](const std::set<std::string>& values) { return std::vector<std::string>(values.begin(), values.end()); };
+  return {list(users), list(groups), list(hosts), list(servs), list(apps), list(times), list(texts)};
+}
+
+class QueryFiles {
+ public:
+  QueryFiles(const Pools& pools, uint32_t seed) : m_pools(pools), m_random(seed) {}
+
+  // The clauses of one query file, key in lower case and value.
+  QueryValues draw() {
+    QueryValues values;
+    values["cancel"] = below(200) == 0 ? "" : "cancel-never-made";
+    values["limit"] = limit();
+    if (below(3) == 0) values["user"] = below(12) == 0 ? pick({"nobody", "$\xE4\xB8\xB4\xE6\x97\xB6\xE7\x94\xA8\xE6\x88\xB7"}) : pick(m_pools.users);
+    if (below(4) == 0) values["group"] = group();
+    if (below(4) == 0) values["host"] = host();
+    if (below(4) == 0) values["serv"] = below(4) == 0 ? "\xE9\x82\xAE\xE4\xBB\xB6\xE6\x94\xB6\xE5\x8F\x91" : pick(m_pools.servs);
+    if (below(5) == 0) values["app"] = pick(m_pools.apps);
+    if (below(5) == 0) values["private"] = pick({"0", "1", "2", "3", " 2", "+1", "x"});
+    values["time"] = time();
+    if (below(5) == 0) values["result"] = result();
+    if (below(5) == 0) values["snap"] = pick({"0", "1", "5", "-1", "no"});
+    return values;
+  }
+
+  // The file: keys in mixed case and any order, now and then a key twice
+  // (the first counts) and a section that is not read.
+  std::string text(const QueryValues& values) {
+    std::vector<std::string> lines;
+    for (const auto& [key, value] : values) {
+      if (value.empty() && below(2) == 0) continue;
+      std::string written = key;
+      if (below(3) == 0) written[0] = static_cast<char>(written[0] - 'a' + 'A');
+      lines.push_back(written + " = " + value + "\n");
+      if (below(20) == 0) lines.push_back(key + " = " + pick(m_pools.users) + "\n");
+    }
+    std::shuffle(lines.begin(), lines.end(), m_random);
+    // Duplicates must stand behind their first: they were pushed right after it.
+    std::stable_sort(lines.begin(), lines.end(), [&](const std::string& a, const std::string& b) {
+      return firstOf(a, values) && !firstOf(b, values);
+    });
+    std::string text = below(10) == 0 ? "[other]\nuser = nobody\ntime = 0\n" : "";
+    text += "[filter]\n";
+    for (const std::string& line : lines) text += line;
+    return text;
+  }
+
+ private:
+  uint32_t below(uint32_t n) { return static_cast<uint32_t>(m_random() % n); }
+  std::string pick(const std::vector<std::string>& values) { return values[below(static_cast<uint32_t>(values.size()))]; }
+
+  // Whether a line holds a key's own value, not a duplicate.
+  static bool firstOf(const std::string& line, const QueryValues& values) {
+    const size_t equals = line.find(" = ");
+    std::string key = line.substr(0, equals);
+    key[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(key[0])));
+    const auto found = values.find(key);
+    return found != values.end() && line.substr(equals + 3, line.size() - equals - 4) == found->second;
+  }
+
+  std::string limit() {
+    switch (below(8)) {
+      case 0: return "0";
+      case 1: return "1";
+      case 2: return "10000000";
+      case 3: return std::to_string(5000 + below(5000));  // above any count here
+      case 4: return below(4) == 0 ? pick({"", "10000001", "-1", "abc"}) : "3";
+      default: return std::to_string(2 + below(60));
+    }
+  }
+
+  std::string group() {
+    if (below(15) == 0) return pick({"/", "//", "\t", "/Nowhere"});
+    std::string value;
+    for (uint32_t n = 1 + (below(3) == 0); n > 0; --n) {
+      std::string path = pick(m_pools.groups);
+      if (below(4) == 0) path.erase(0, 1);  // no leading "/"
+      if (below(6) == 0) path.insert(path.find('/', 1) == std::string::npos ? path.size() : path.find('/', 1), "//");
+      value += (value.empty() ? "" : "\t") + path;
+    }
+    return value;
+  }
+
+  std::string host() {
+    switch (below(10)) {
+      case 0: return pick({"-", "10.0.0.300", "not-an-address", "10.0.0.1-", "-10.0.0.1"});
+      case 1: case 2: case 3: return pick(m_pools.hosts);
+      default: {
+        // Ranges within and across the families, in both directions.
+        const std::string a = pick(m_pools.hosts);
+        const std::string b = pick(m_pools.hosts);
+        return a + "-" + b;
+      }
+    }
+  }
+
+  std::string time() {
+    if (below(150) == 0) return pick({"", "-"});
+    if (below(4) == 0) return pick(m_pools.times);
+    const std::string a = pick(m_pools.times);
+    const std::string b = below(6) == 0 ? pick({"0", "9", "2026/11/22 10"}) : pick(m_pools.times);
+    return below(8) == 0 ? b + "-" + a : std::min(a, b) + "-" + std::max(a, b) + (below(10) == 0 ? "-x" : "");
+  }
+
+  std::string result() {
+    if (below(12) == 0) return pick({"\t\t", "\b\b\tnothing", "[mirtoks]"});
+    std::string value;
+    for (uint32_t n = 1 + below(3); n > 0; --n) {
+      const std::string text = pick(m_pools.texts);
+      // Two phrases of one alternative must both be the whole text.
+      const std::string alternative = below(5) == 0 ? text + "\b" + (below(2) == 0 ? text : pick(m_pools.texts)) : text;
+      value += (value.empty() ? "" : "\t") + alternative;
+    }
+    return value;
+  }
+
+  const Pools& m_pools;
+  std::mt19937 m_random;
+};
+
+class QueryTruthTest : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    s_log = new test::LogDir(11, 30, 24u << 10);
+    ASSERT_EQ(qrn_indexer_init(nullptr, 0), 0);
+    const uint64_t end = s_log->summary.bytes;
+    const uint64_t half = s_log->summary.blocks[13].offset;
+    index("one", 0, end, "4000000000");
+    index("passes", 0, end, "0");
+    index("a", 0, half - 1, "4000000000");
+    index("b", half, end, "4000000000");
+    test::writeFile("merge.ini", "[In]\ncount=2\ni0=a/\ni1=b/\n[Out]\npath=merged/\n");
+    std::filesystem::create_directory("merged");
+    ASSERT_TRUE(run("-m", "merge.ini")) << qrn_indexer_error();
+    s_truth = new qvloggen::Truth(qvloggen::readTruth(s_log->summary.truthPath));
+    s_records = new std::vector<TruthRecord>(qvloggen::truthRecords(*s_truth));
+  }
+
+  static void TearDownTestSuite() {
+    qrn_searcher_clear();
+    delete s_records;
+    delete s_truth;
+    delete s_log;
+  }
+
+  static bool run(const char* mode, const std::string& file) {
+    std::string program = "test";
+    std::string modeText = mode;
+    std::string path = file;
+    char* argv[] = {program.data(), modeText.data(), path.data(), nullptr};
+    return qrn_indexer_run(3, argv) == 0;
+  }
+
+  static void index(const std::string& dir, uint64_t begin, uint64_t end, const std::string& memory) {
+    std::filesystem::create_directory(dir);
+    test::writeFile(dir + ".run", "[In]\npath=" + s_log->summary.logPath + "\nbegin=" + std::to_string(begin) +
+                                      "\nend=" + std::to_string(end) + "\n[Out]\ndir=" + dir +
+                                      "\n[Global]\nmaxIndexMemory=" + memory + "\n");
+    ASSERT_TRUE(run("-i", dir + ".run")) << qrn_indexer_error();
+  }
+
+  // Runs the file on `dir` and checks the count, the locators and the rows
+  // against the sidecar.
+  void check(const std::string& dir, const QueryValues& values, const std::string& file) {
+    const auto expected = qvloggen::truthMatches(*s_records, values);
+    const int count = qrn_indexer_query(dir.c_str(), file.c_str());
+    if (!expected) {
+      ASSERT_EQ(count, -1) << file;
+      EXPECT_EQ(qrn_indexer_row(dir.c_str(), 0), nullptr) << "a refused query leaves no rows";
+      ++m_refused;
+      return;
+    }
+    ASSERT_EQ(count, static_cast<int>(expected->size())) << file << qrn_indexer_error();
+    const size_t rows = std::min<size_t>(expected->size(), std::strtoul(values.at("limit").c_str(), nullptr, 10));
+    std::vector<std::string> locators;
+    for (size_t i = 0; i < rows; ++i) {
+      const char* locator = qrn_indexer_row(dir.c_str(), static_cast<unsigned>(i));
+      ASSERT_NE(locator, nullptr) << file << " row " << i;
+      const TruthRecord& record = (*s_records)[(*expected)[expected->size() - 1 - i] - 1];
+      ASSERT_EQ(locator, qvloggen::truthLocator(record, 0)) << file << " row " << i;
+      locators.push_back(locator);
+    }
+    EXPECT_EQ(qrn_indexer_row(dir.c_str(), static_cast<unsigned>(rows)), nullptr) << "no row past the newest";
+    // The frames after all locators, newest first as a host reads them.
+    for (size_t i = 0; i < rows; ++i) {
+      const TruthRecord& record = (*s_records)[(*expected)[expected->size() - 1 - i] - 1];
+      const char* row = qrn_indexer_row_export(s_log->summary.logPath.c_str(), record.blockOffset,
+                                               static_cast<int>(record.ordinal));
+      ASSERT_NE(row, nullptr) << qrn_indexer_error();
+      ASSERT_EQ(row, exportRow(*record.frame)) << file << " row " << i;
+    }
+    m_rows += rows;
+    m_matched += !expected->empty();
+  }
+
+  void randomQueries(const std::string& dir, uint32_t seed) {
+    QueryFiles files(poolsOf(*s_records), seed);
+    for (int q = 0; q < kQueriesPerDirectory && !HasFatalFailure(); ++q) {
+      const QueryValues values = files.draw();
+      test::writeFile("query.ini", files.text(values));
+      check(dir, values, "query.ini");
+    }
+    // The mix must reach every outcome, or the test proves little.
+    EXPECT_GT(m_refused, kQueriesPerDirectory / 50);
+    EXPECT_GT(m_matched, kQueriesPerDirectory / 4);
+    EXPECT_GT(m_rows, 20u * kQueriesPerDirectory);
+  }
+
+  static test::LogDir* s_log;
+  static qvloggen::Truth* s_truth;
+  static std::vector<TruthRecord>* s_records;
+  int m_refused = 0;
+  int m_matched = 0;
+  size_t m_rows = 0;
+};
+
+test::LogDir* QueryTruthTest::s_log = nullptr;
+qvloggen::Truth* QueryTruthTest::s_truth = nullptr;
+std::vector<TruthRecord>* QueryTruthTest::s_records = nullptr;
+
+TEST_F(QueryTruthTest, OnePass) { randomQueries("one", 1); }
+
+TEST_F(QueryTruthTest, PassPerBlock) { randomQueries("passes", 2); }
+
+TEST_F(QueryTruthTest, MergedHalves) { randomQueries("merged", 3); }
+
+}  // namespace
+}  // namespace quern
