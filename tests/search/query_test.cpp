@@ -12,7 +12,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <filesystem>
 #include <memory>
 #include <random>
@@ -20,8 +19,8 @@
 
 #include "quern.h"
 #include "qvloggen/truthquery.h"
-#include "storage/address.h"
 #include "support/logdir.h"
+#include "support/truthrow.h"
 
 namespace quern {
 namespace {
@@ -30,28 +29,7 @@ using qvloggen::QueryValues;
 using qvloggen::TruthFrame;
 using qvloggen::TruthRecord;
 
-constexpr int kQueriesPerDirectory = 1200;
-
-std::string addressText(const std::string& text) {
-  uint8_t bytes[16];
-  char out[kAddressTextSize];
-  if (addressFromText(text.c_str(), bytes) != 0 || addressToText(bytes, out) < 0) return text;
-  return out;
-}
-
-// The export row of a frame, written from the sidecar alone.
-std::string exportRow(const TruthFrame& frame) {
-  char head[1024];
-  std::snprintf(head, sizeof head, "%s\t%08X\t%llu\t%llu\t%s\t%s\t%u\t%u", frame.time.c_str(), frame.eventTag,
-                static_cast<unsigned long long>(frame.userCrc), static_cast<unsigned long long>(frame.groupCrc),
-                addressText(frame.host).c_str(), addressText(frame.peer).c_str(), frame.servCrc, frame.appCrc);
-  std::string items;
-  for (const auto& [key, value] : frame.items) {
-    items += (items.empty() ? "" : "\t") + key + "=" + value;
-  }
-  std::replace_if(items.begin(), items.end(), [](char c) { return c == '\n' || c == '\r'; }, ' ');
-  return std::string(head) + "\t" + items;
-}
+constexpr int kQueriesPerDirectory = 1000;
 
 // Values to draw clauses from: what the log holds, and what it doesn't.
 struct Pools {
@@ -135,11 +113,12 @@ class QueryFiles {
   }
 
   std::string limit() {
+    // The largest limit costs the library a ring of that many ids: seldom.
+    if (below(40) == 0) return "10000000";
     switch (below(8)) {
       case 0: return "0";
       case 1: return "1";
-      case 2: return "10000000";
-      case 3: return std::to_string(5000 + below(5000));  // above any count here
+      case 2: case 3: return std::to_string(5000 + below(5000));  // above any count here
       case 4: return below(4) == 0 ? pick({"", "10000001", "-1", "abc"}) : "3";
       default: return std::to_string(2 + below(60));
     }
@@ -190,24 +169,17 @@ class QueryFiles {
     return value;
   }
 
-  const Pools& m_pools;
+  const Pools m_pools;
   std::mt19937 m_random;
 };
 
 class QueryTruthTest : public ::testing::Test {
  protected:
+  // The log and its sidecar, once per process; each test indexes the
+  // directory it asks.
   static void SetUpTestSuite() {
-    s_log = new test::LogDir(11, 30, 24u << 10);
+    s_log = new test::LogDir(11, 16, 48u << 10);
     ASSERT_EQ(qrn_indexer_init(nullptr, 0), 0);
-    const uint64_t end = s_log->summary.bytes;
-    const uint64_t half = s_log->summary.blocks[13].offset;
-    index("one", 0, end, "4000000000");
-    index("passes", 0, end, "0");
-    index("a", 0, half - 1, "4000000000");
-    index("b", half, end, "4000000000");
-    test::writeFile("merge.ini", "[In]\ncount=2\ni0=a/\ni1=b/\n[Out]\npath=merged/\n");
-    std::filesystem::create_directory("merged");
-    ASSERT_TRUE(run("-m", "merge.ini")) << qrn_indexer_error();
     s_truth = new qvloggen::Truth(qvloggen::readTruth(s_log->summary.truthPath));
     s_records = new std::vector<TruthRecord>(qvloggen::truthRecords(*s_truth));
   }
@@ -263,10 +235,20 @@ class QueryTruthTest : public ::testing::Test {
       const char* row = qrn_indexer_row_export(s_log->summary.logPath.c_str(), record.blockOffset,
                                                static_cast<int>(record.ordinal));
       ASSERT_NE(row, nullptr) << qrn_indexer_error();
-      ASSERT_EQ(row, exportRow(*record.frame)) << file << " row " << i;
+      ASSERT_EQ(row, test::exportRow(*record.frame)) << file << " row " << i;
     }
     m_rows += rows;
     m_matched += !expected->empty();
+  }
+
+  // Both halves of the log indexed apart, then merged by the library.
+  static void mergeHalves(const std::string& dir) {
+    const uint64_t half = s_log->summary.blocks[7].offset;
+    index("a", 0, half - 1, "4000000000");
+    index("b", half, s_log->summary.bytes, "4000000000");
+    test::writeFile("merge.ini", "[In]\ncount=2\ni0=a/\ni1=b/\n[Out]\npath=" + dir + "/\n");
+    std::filesystem::create_directory(dir);
+    ASSERT_TRUE(run("-m", "merge.ini")) << qrn_indexer_error();
   }
 
   void randomQueries(const std::string& dir, uint32_t seed) {
@@ -279,7 +261,7 @@ class QueryTruthTest : public ::testing::Test {
     // The mix must reach every outcome, or the test proves little.
     EXPECT_GT(m_refused, kQueriesPerDirectory / 50);
     EXPECT_GT(m_matched, kQueriesPerDirectory / 4);
-    EXPECT_GT(m_rows, 20u * kQueriesPerDirectory);
+    EXPECT_GT(m_rows, 5u * kQueriesPerDirectory);
   }
 
   static test::LogDir* s_log;
@@ -294,11 +276,20 @@ test::LogDir* QueryTruthTest::s_log = nullptr;
 qvloggen::Truth* QueryTruthTest::s_truth = nullptr;
 std::vector<TruthRecord>* QueryTruthTest::s_records = nullptr;
 
-TEST_F(QueryTruthTest, OnePass) { randomQueries("one", 1); }
+TEST_F(QueryTruthTest, OnePass) {
+  index("one", 0, s_log->summary.bytes, "4000000000");
+  randomQueries("one", 1);
+}
 
-TEST_F(QueryTruthTest, PassPerBlock) { randomQueries("passes", 2); }
+TEST_F(QueryTruthTest, PassPerBlock) {
+  index("passes", 0, s_log->summary.bytes, "0");
+  randomQueries("passes", 2);
+}
 
-TEST_F(QueryTruthTest, MergedHalves) { randomQueries("merged", 3); }
+TEST_F(QueryTruthTest, MergedHalves) {
+  mergeHalves("merged");
+  randomQueries("merged", 3);
+}
 
 }  // namespace
 }  // namespace quern

@@ -41,6 +41,16 @@ void printTable(std::FILE* out, const Answer& answer, size_t width) {
     for (const ShownRow& row : answer.rows) widths[c] = std::max(widths[c], displayWidth(kShown[c].of(row)));
     widths[c] = std::min(widths[c], kShown[c].cap);
   }
+  // On a narrow terminal the group, the user and the service give way, to
+  // some columns each, so that the text keeps room.
+  constexpr size_t kTextRoom = 30;
+  constexpr std::pair<size_t, size_t> kGiving[] = {{2, 10}, {1, 10}, {4, 8}};
+  for (const auto& [column, least] : kGiving) {
+    size_t used = kTextRoom;
+    for (size_t c = 0; c + 1 < kShown.size(); ++c) used += widths[c] + 2;
+    if (width == 0 || used <= width) break;
+    widths[column] = std::max(least, widths[column] - std::min(widths[column], used - width));
+  }
   const auto line = [&](auto cell) {
     std::string text;
     for (size_t c = 0; c + 1 < kShown.size(); ++c) text += fitToWidth(cell(c), widths[c]) + "  ";

@@ -78,7 +78,7 @@ TEST(Answer, ScriptsGetEveryColumnInFull) {
   one.rows.resize(1);
   one.rows[0].app = "a\tb\\";
   const std::string json = printed(one, Format::Json, 10);
-  EXPECT_EQ(json.substr(0, 71), "{\"count\": 1234, \"partial\": false, \"rows\": [\n  {\"locator\": \"0:28:1\", ");
+  EXPECT_EQ(json.rfind("{\"count\": 1234, \"partial\": false, \"rows\": [\n  {\"locator\": \"0:28:1\", ", 0), 0u) << json;
   EXPECT_NE(json.find("\"text\": \"url=http://x\\\"y\\\"; title=会议\""), std::string::npos) << json;
   EXPECT_NE(json.find("\"app\": \"a\\u0009b\\\\\"}\n]}\n"), std::string::npos) << json;
   one.rows.clear();

@@ -37,8 +37,9 @@ struct Asking {
   std::string logs;
 };
 
+// The library's text, after what failed when that is more than the query.
 [[noreturn]] void libraryFailed(const std::string& what) {
-  throw LibraryFailure(what + ": " + qrn_indexer_error());
+  throw LibraryFailure(what.empty() ? qrn_indexer_error() : what + ": " + qrn_indexer_error());
 }
 
 std::vector<std::string> splitRow(const std::string& text) {
@@ -90,7 +91,7 @@ Answer ask(const std::string& dir, const std::string& queryFile, const Asking& a
     answer.count = qrn_indexer_query(dir.c_str(), queryFile.c_str());
     answer.partial = cancel.interrupted();
   }
-  if (answer.count < 0) libraryFailed("query");
+  if (answer.count < 0) libraryFailed("");
   answer.rows = fetchRows(dir, std::min<uint64_t>(static_cast<uint64_t>(answer.count), asking.limit), asking);
   return answer;
 }
