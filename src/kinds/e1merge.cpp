@@ -1,14 +1,13 @@
 #include "kinds/e1merge.h"
 
-#include <cstring>
 #include <exception>
 #include <utility>
 
 #include "base/exception.h"
 #include "base/guard.h"
 #include "base/suspend.h"
+#include "index/fieldtable.h"
 #include "storage/bytearena.h"
-#include "storage/endian.h"
 
 namespace quern {
 
@@ -40,15 +39,7 @@ void E1IndexMergeEntry::pad(SFWAHVector* merged) {
   if (merged == nullptr) QRN_RAISE(2, "Invalid param");
   // The zero segments are the same for every term that lacks this source:
   // encoded once, then copied.
-  if (!m_padding) {
-    m_padding = std::make_unique<SFWAHVector>(nullptr);
-    for (uint32_t count : m_reader->recordCounts()) {
-      m_padding->encoder()->appendZeros(count);
-      m_padding->setLength(m_padding->length() + count);
-      m_padding->encoder()->finish();
-      m_padding->chunks()->closeSegment();
-    }
-  }
+  if (!m_padding) m_padding = fieldtable::noRecords(m_reader->recordCounts());
   m_padding->chunks()->rewind();
   merged->append(m_padding.get());
   merged->setLength(merged->length() + m_padding->length());
@@ -88,10 +79,7 @@ void E1IndexMerger::merge(COutputDesc* output) {
   const auto completeTerm = [&] {
     for (int64_t o = lastOrdinal + 1; o < sources; ++o) m_entries[static_cast<size_t>(o)]->pad(&merged);
     merged.chunks()->writeTo(output);
-    char* row = rows.append(sizeof(uint32_t) + lastTerm.size() + sizeof(uint64_t));
-    storeLE32(row, static_cast<uint32_t>(lastTerm.size()));
-    std::memcpy(row + sizeof(uint32_t), lastTerm.data(), lastTerm.size());
-    storeLE64(row + sizeof(uint32_t) + lastTerm.size(), offset);
+    fieldtable::appendRow(rows, lastTerm, offset);
     ++rowCount;
     offset += merged.chunks()->imageBytes();
     merged.chunks()->clear();
@@ -121,13 +109,11 @@ void E1IndexMerger::merge(COutputDesc* output) {
   if (open) completeTerm();
 
   CFileOutput& file = output->file();
-  uint32_t segments = 0;
-  for (const auto& entry : m_entries) segments += static_cast<uint32_t>(entry->recordCounts().size());
-  file.writeInt(static_cast<int32_t>(segments));
+  std::vector<uint32_t> recordCounts;
   for (const auto& entry : m_entries) {
-    for (uint32_t count : entry->recordCounts()) file.writeInt(static_cast<int32_t>(count));
+    recordCounts.insert(recordCounts.end(), entry->recordCounts().begin(), entry->recordCounts().end());
   }
-  file.writeInt(static_cast<int32_t>(rowCount));
+  fieldtable::writeHead(file, recordCounts, rowCount);
   rows.writeTo(file);
   output->writeClosingBlock(static_cast<int64_t>(offset));
 }

@@ -50,8 +50,10 @@ class Searcher {
   static std::string fetchFrame(int exportRow, const char* path, uint64_t offset, int32_t ordinal);
 
   // Reads the current query file into `root` and `limit`, and names the
-  // current Canceler's file.
+  // current Canceler's file. Children added before a failure stay in `root`.
   void parseQuery(MFilter& root, uint32_t& limit);
+  // Names the query file of `parseQuery`; `search` names its own.
+  void setQueryPath(const std::string& path) { m_queryPath = path; }
 
   IndexReader& reader() { return *m_reader; }
   const std::vector<uint32_t>& results() const { return m_results; }
