@@ -49,7 +49,7 @@ void printTable(std::FILE* out, const Answer& answer, size_t width) {
     size_t used = kTextRoom;
     for (size_t c = 0; c + 1 < kShown.size(); ++c) used += widths[c] + 2;
     if (width == 0 || used <= width) break;
-    widths[column] = std::max(least, widths[column] - std::min(widths[column], used - width));
+    widths[column] = std::min(widths[column], std::max(least, widths[column] - std::min(widths[column], used - width)));
   }
   const auto line = [&](auto cell) {
     std::string text;
