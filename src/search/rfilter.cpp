@@ -2,6 +2,7 @@
 
 #include "base/exception.h"
 #include "kinds/e1indexreader.h"
+#include "kinds/rangeindexreader.h"
 #include "search/search.h"
 #include "search/ufilter.h"
 
@@ -22,7 +23,8 @@ std::unique_ptr<SFWAHVector> RFilter::evaluate() {
   if (kind == IndexerKind::Ft) return nullptr;
   FieldIndexReader* reader = index.fieldReader(m_field);
   if (kind == IndexerKind::E1) return evaluateTerms(dynamic_cast<const E1IndexReader&>(*reader));
-  QRN_RAISE(1, "range over field %s is not answered yet", m_field.c_str());
+  // Cumulative sets: at most two image reads, whatever the range's width.
+  return dynamic_cast<RangeIndexReader&>(*reader).searchRange(m_from, m_to);
 }
 
 std::unique_ptr<SFWAHVector> RFilter::evaluateTerms(const E1IndexReader& reader) {
