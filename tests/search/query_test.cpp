@@ -31,48 +31,64 @@ using qvloggen::TruthRecord;
 
 constexpr int kQueriesPerDirectory = 1000;
 
-// Values to draw clauses from: what the log holds, and what it doesn't.
+// Values to draw clauses from: what the records hold, once per record so
+// that frequent values are drawn often, and what they don't.
 struct Pools {
-  std::vector<std::string> users, groups, hosts, servs, apps, times, texts;
+  std::vector<std::string> users, groups, hosts, hosts6, servs, apps, times, texts;
 };
 
 Pools poolsOf(const std::vector<TruthRecord>& records) {
-  std::set<std::string> users, groups, hosts, servs, apps, times, texts;
+  Pools pools;
   for (const TruthRecord& record : records) {
     const TruthFrame& f = *record.frame;
-    users.insert(f.user);
-    hosts.insert(f.host);
-    servs.insert(f.serv);
-    apps.insert(f.app);
-    times.insert(f.time);
-    if (record.text.find_first_of("\t\b\r\n") == std::string::npos) texts.insert(record.text);
-    // Every upper part of the group path is a subtree.
-    for (size_t cut = f.groupPath.find('/', 1); !f.groupPath.empty(); cut = f.groupPath.find('/', cut + 1)) {
-      groups.insert(f.groupPath.substr(0, cut));
-      if (cut == std::string::npos) break;
+    pools.users.push_back(f.user);
+    (f.host.find(':') == std::string::npos ? pools.hosts : pools.hosts6).push_back(f.host);
+    pools.servs.push_back(f.serv);
+    pools.apps.push_back(f.app);
+    pools.times.push_back(f.time);
+    if (record.text.find_first_of("\t\b\r\n") == std::string::npos) pools.texts.push_back(record.text);
+    // Some upper part of the group path: a subtree.
+    if (!f.groupPath.empty()) {
+      const size_t levels = static_cast<size_t>(std::count(f.groupPath.begin(), f.groupPath.end(), '/'));
+      size_t cut = 0;
+      for (size_t k = 0; k <= (record.id % levels); ++k) cut = f.groupPath.find('/', cut + 1);
+      pools.groups.push_back(f.groupPath.substr(0, cut));
     }
   }
-  const auto list = [](const std::set<std::string>& values) { return std::vector<std::string>(values.begin(), values.end()); };
-  return {list(users), list(groups), list(hosts), list(servs), list(apps), list(times), list(texts)};
+  return pools;
 }
 
 class QueryFiles {
  public:
-  QueryFiles(const Pools& pools, uint32_t seed) : m_pools(pools), m_random(seed) {}
+  QueryFiles(const std::vector<TruthRecord>& records, uint32_t seed)
+      : m_records(records), m_pools(poolsOf(records)), m_random(seed) {}
 
-  // The clauses of one query file, key in lower case and value.
+  // The clauses of one query file, key in lower case and value. Most values
+  // are those of one record, so that queries of many clauses still match.
   QueryValues draw() {
+    const TruthRecord& r = m_records[below(static_cast<uint32_t>(m_records.size()))];
+    const auto ofRecord = [&](const std::string& own, const std::vector<std::string>& pool) {
+      return below(4) != 0 ? own : pick(pool);
+    };
     QueryValues values;
     values["cancel"] = below(200) == 0 ? "" : "cancel-never-made";
     values["limit"] = limit();
-    if (below(3) == 0) values["user"] = below(12) == 0 ? pick({"nobody", "$\xE4\xB8\xB4\xE6\x97\xB6\xE7\x94\xA8\xE6\x88\xB7"}) : pick(m_pools.users);
-    if (below(4) == 0) values["group"] = group();
-    if (below(4) == 0) values["host"] = host();
-    if (below(4) == 0) values["serv"] = below(4) == 0 ? "\xE9\x82\xAE\xE4\xBB\xB6\xE6\x94\xB6\xE5\x8F\x91" : pick(m_pools.servs);
-    if (below(5) == 0) values["app"] = pick(m_pools.apps);
-    if (below(5) == 0) values["private"] = pick({"0", "1", "2", "3", " 2", "+1", "x"});
-    values["time"] = time();
-    if (below(5) == 0) values["result"] = result();
+    if (below(3) == 0) {
+      values["user"] = below(12) == 0 ? pick({"nobody", "$\xE4\xB8\xB4\xE6\x97\xB6\xE7\x94\xA8\xE6\x88\xB7"})
+                                      : ofRecord(r.frame->user, m_pools.users);
+    }
+    if (below(4) == 0) values["group"] = group(r);
+    if (below(4) == 0) values["host"] = host(r);
+    if (below(4) == 0) {
+      values["serv"] = below(4) == 0 ? "\xE9\x82\xAE\xE4\xBB\xB6\xE6\x94\xB6\xE5\x8F\x91"
+                                     : ofRecord(r.frame->serv, m_pools.servs);
+    }
+    if (below(5) == 0) values["app"] = ofRecord(r.frame->app, m_pools.apps);
+    if (below(5) == 0) {
+      values["private"] = below(2) == 0 ? std::to_string(r.frame->privateMark) : pick({"0", "1", " 2", "+1", "x"});
+    }
+    values["time"] = time(r);
+    if (below(5) == 0) values["result"] = result(r);
     if (below(5) == 0) values["snap"] = pick({"0", "1", "5", "-1", "no"});
     return values;
   }
@@ -124,11 +140,11 @@ class QueryFiles {
     }
   }
 
-  std::string group() {
+  std::string group(const TruthRecord& r) {
     if (below(15) == 0) return pick({"/", "//", "\t", "/Nowhere"});
     std::string value;
     for (uint32_t n = 1 + (below(3) == 0); n > 0; --n) {
-      std::string path = pick(m_pools.groups);
+      std::string path = n == 1 && !r.frame->groupPath.empty() && below(2) == 0 ? r.frame->groupPath : pick(m_pools.groups);
       if (below(4) == 0) path.erase(0, 1);  // no leading "/"
       if (below(6) == 0) path.insert(path.find('/', 1) == std::string::npos ? path.size() : path.find('/', 1), "//");
       value += (value.empty() ? "" : "\t") + path;
@@ -136,32 +152,34 @@ class QueryFiles {
     return value;
   }
 
-  std::string host() {
+  std::string host(const TruthRecord& r) {
+    const std::string& a = r.frame->host;
     switch (below(10)) {
-      case 0: return pick({"-", "10.0.0.300", "not-an-address", "10.0.0.1-", "-10.0.0.1"});
-      case 1: case 2: case 3: return pick(m_pools.hosts);
+      case 0: return pick({"-", "10.0.0.300", "not-an-address", a + "-", "-" + a});
+      case 1: case 2: case 3: return below(4) == 0 ? pick(m_pools.hosts) : a;
       default: {
-        // Ranges within and across the families, in both directions.
-        const std::string a = pick(m_pools.hosts);
-        const std::string b = pick(m_pools.hosts);
-        return a + "-" + b;
+        // Ranges within one family and across the two, both ways round.
+        const bool six = a.find(':') != std::string::npos;
+        const std::string b = below(4) == 0 ? pick(six ? m_pools.hosts : m_pools.hosts6) : pick(six ? m_pools.hosts6 : m_pools.hosts);
+        return below(5) == 0 ? b + "-" + a : std::min(a, b) + "-" + std::max(a, b);
       }
     }
   }
 
-  std::string time() {
+  std::string time(const TruthRecord& r) {
     if (below(150) == 0) return pick({"", "-"});
-    if (below(4) == 0) return pick(m_pools.times);
-    const std::string a = pick(m_pools.times);
+    const std::string& a = r.frame->time;
+    if (below(4) == 0) return a;
     const std::string b = below(6) == 0 ? pick({"0", "9", "2026/11/22 10"}) : pick(m_pools.times);
     return below(8) == 0 ? b + "-" + a : std::min(a, b) + "-" + std::max(a, b) + (below(10) == 0 ? "-x" : "");
   }
 
-  std::string result() {
+  std::string result(const TruthRecord& r) {
     if (below(12) == 0) return pick({"\t\t", "\b\b\tnothing", "[mirtoks]"});
     std::string value;
     for (uint32_t n = 1 + below(3); n > 0; --n) {
-      const std::string text = pick(m_pools.texts);
+      const bool usable = r.text.find_first_of("\t\b\r\n") == std::string::npos;
+      const std::string text = n == 1 && usable && below(2) == 0 ? r.text : pick(m_pools.texts);
       // Two phrases of one alternative must both be the whole text.
       const std::string alternative = below(5) == 0 ? text + "\b" + (below(2) == 0 ? text : pick(m_pools.texts)) : text;
       value += (value.empty() ? "" : "\t") + alternative;
@@ -169,6 +187,7 @@ class QueryFiles {
     return value;
   }
 
+  const std::vector<TruthRecord>& m_records;
   const Pools m_pools;
   std::mt19937 m_random;
 };
@@ -252,7 +271,7 @@ class QueryTruthTest : public ::testing::Test {
   }
 
   void randomQueries(const std::string& dir, uint32_t seed) {
-    QueryFiles files(poolsOf(*s_records), seed);
+    QueryFiles files(*s_records, seed);
     for (int q = 0; q < kQueriesPerDirectory && !HasFatalFailure(); ++q) {
       const QueryValues values = files.draw();
       test::writeFile("query.ini", files.text(values));
