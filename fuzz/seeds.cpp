@@ -9,7 +9,10 @@
 #include "codec/sfwahvector.h"
 #include "intake/qvlogreader.h"
 #include "kinds/e1indexer.h"
+#include "kinds/rangeindexer.h"
 #include "qvloggen/qvloggen.h"
+#include "qvloggen/vocabulary.h"
+#include "qvloggen/world.h"
 #include "storage/outputdesc.h"
 
 namespace fs = std::filesystem;
@@ -34,12 +37,14 @@ void bitmapSeed(const fs::path& dir) {
   vector.chunks()->writeTo(&out);
 }
 
-void fieldSeed(const fs::path& dir) {
-  E1Indexer indexer(nullptr);
+// Seven records of an E1 or a Range field: the two kinds' files share their layout.
+template <typename Indexer>
+void fieldSeed(const fs::path& file) {
+  Indexer indexer(nullptr);
   for (const char* value : {"alpha", "beta", "alpha", "gamma", "beta", "alpha", "delta"}) {
     indexer.add(value, static_cast<uint32_t>(std::char_traits<char>::length(value)));
   }
-  COutputDesc out(std::make_unique<CFileOutput>((dir / "seven-records.e1").string().c_str()));
+  COutputDesc out(std::make_unique<CFileOutput>(file.string().c_str()));
   indexer.write(&out);
 }
 
@@ -63,6 +68,24 @@ void logSeeds(const fs::path& root) {
   fs::remove_all(scratch);
 }
 
+// Query files of every key, with values the harness's index holds (the same
+// generated log as above).
+void querySeeds(const fs::path& dir) {
+  qvloggen::Options options;
+  const qvloggen::World world(options.seed, options.groups, options.users);
+  const qvloggen::User& user = world.users().front();
+  const std::string head = "[filter]\ncancel = never\nlimit = 10\ntime = 2026/11/22 10:00:00-2026/11/22 12:00:00\n";
+  const std::pair<const char*, std::string> seeds[] = {
+      {"user", head + "user = " + user.name + "\nsnap = 0\nprivate = 0\n"},
+      {"groups", head + "group = " + world.groups().front().path + "\t" + world.groups().back().path + "\n"},
+      {"hosts", head + "host = 10.0.0.0-192.168.255.255\napp = x\n"},
+      {"mail", head + "serv = " + std::string(qvloggen::kResMailRecvSend) + "\n"},
+      {"result", head + "result = a\bb\tc\n"},
+      {"count", "[filter]\ncancel = never\nlimit = 0\ntime = 2026/11/22 10:00:00\n"},
+  };
+  for (const auto& [name, text] : seeds) std::ofstream(dir / name, std::ios::binary) << text;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -71,9 +94,13 @@ int main(int argc, char** argv) {
     return 2;
   }
   const fs::path root = argv[1];
-  for (const char* harness : {"bitmap", "e1file", "frames", "qvlog", "ini"}) fs::create_directories(root / harness);
+  for (const char* harness : {"bitmap", "e1file", "rangefile", "frames", "qvlog", "ini", "query"}) {
+    fs::create_directories(root / harness);
+  }
   bitmapSeed(root / "bitmap");
-  fieldSeed(root / "e1file");
+  fieldSeed<E1Indexer>(root / "e1file" / "seven-records.e1");
+  fieldSeed<RangeIndexer>(root / "rangefile" / "seven-records.range");
   logSeeds(root);
+  querySeeds(root / "query");
   return 0;
 }

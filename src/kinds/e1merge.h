@@ -29,11 +29,11 @@ class E1IndexMergeEntry : public CEntry {
   // Loads the next term; false (the current one kept) when there is none.
   bool advance();
   // Appends one all-zero segment per segment of this source to `merged`.
-  void pad(SFWAHVector* merged);
+  void standIn(SFWAHVector& merged);
 
-  const std::string& term() const { return m_term; }
+  const std::string& key() const { return m_term; }
   uint32_t ordinal() const { return m_ordinal; }
-  SFWAHVector* vector() const { return m_vector.get(); }
+  SFWAHVector* set() const { return m_vector.get(); }
   const std::vector<uint32_t>& recordCounts() const { return m_reader->recordCounts(); }
 
  private:

@@ -66,8 +66,10 @@ void RangeIndexer::change(std::string_view value) {
   }
   if (hadLast) {
     if (m_last->first < value) {
-      // Every record since the last change lies below these values.
-      for (auto set = std::next(m_last); set != std::next(at); ++set) complete(set->second, 1);
+      // Every record since the last change lies below these values. Walked
+      // up to the new value, not past it: the step past the greatest value
+      // climbs the whole tree.
+      for (auto set = m_last; set != at;) complete((++set)->second, 1);
     } else {
       for (auto set = at; set != m_last; ++set) complete(set->second, 0);
     }

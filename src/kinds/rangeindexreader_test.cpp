@@ -26,10 +26,10 @@ std::pair<std::string, std::string> adjusted(const RangeIndexReader& reader, std
   return {from, to};
 }
 
-// Stored values 10, 20, 30, 40 (texts of one width).
+// Stored values 10, 20, 30, 40 (texts of one width), as in index-files.md.
 TEST(RangeIndexReader, WorkedRanges) {
   TempDir dir;
-  const Values records = {"20", "10", "40", "30", "20", "10", "30"};
+  const Values records = {"20", "10", "40", "30", "20", "10", "30", "40"};
   test::writeRangeFile(records, dir.file("f.range"));
   RangeIndexReader reader(dir.file("f.range").c_str());
   using Ends = std::pair<std::string, std::string>;
@@ -38,21 +38,21 @@ TEST(RangeIndexReader, WorkedRanges) {
   EXPECT_EQ(adjusted(reader, "20", "20"), Ends("10", "20"));
   EXPECT_EQ(adjusted(reader, "21", "29"), Ends("21", "29"));
   EXPECT_EQ(adjusted(reader, "00", "99"), Ends("10", "40"));
-  const auto range = [&](const char* from, const char* to) { return bitsOrNone(reader.searchRange(from, to), 7); };
-  EXPECT_EQ(range("15", "35"), test::bitsWithOnes(7, {1, 4, 5, 7})) << "set(30) xor set(10): the records of 20 and 30";
-  EXPECT_EQ(range("05", "20"), test::bitsWithOnes(7, {1, 2, 5, 6})) << "set(20)";
-  EXPECT_EQ(range("20", "20"), test::bitsWithOnes(7, {1, 5})) << "the records of 20 alone";
+  const auto range = [&](const char* from, const char* to) { return bitsOrNone(reader.searchRange(from, to), 8); };
+  EXPECT_EQ(range("15", "35"), test::bitsWithOnes(8, {1, 4, 5, 7})) << "set(30) xor set(10): the records of 20 and 30";
+  EXPECT_EQ(range("05", "20"), test::bitsWithOnes(8, {1, 2, 5, 6})) << "set(20)";
+  EXPECT_EQ(range("20", "20"), test::bitsWithOnes(8, {1, 5})) << "the records of 20 alone";
   EXPECT_EQ(reader.searchRange("21", "29"), nullptr);
-  EXPECT_EQ(range("10", "10"), test::bitsWithOnes(7, {2, 6})) << "the smallest value alone";
-  EXPECT_EQ(range("40", "40"), test::bitsWithOnes(7, {3})) << "the largest value alone";
-  EXPECT_EQ(range("00", "99"), Bits(7, true));
+  EXPECT_EQ(range("10", "10"), test::bitsWithOnes(8, {2, 6})) << "the smallest value alone";
+  EXPECT_EQ(range("40", "40"), test::bitsWithOnes(8, {3, 8})) << "the largest value alone";
+  EXPECT_EQ(range("00", "99"), Bits(8, true));
   EXPECT_EQ(reader.searchRange("25", "25"), nullptr);
   EXPECT_EQ(reader.searchRange("30", "20"), nullptr) << "an inverted range";
   EXPECT_EQ(reader.searchRange("41", "99"), nullptr);
   EXPECT_EQ(reader.searchRange("00", "09"), nullptr);
 
   EXPECT_EQ(find(reader, "25"), nullptr) << "between stored values";
-  EXPECT_EQ(bitsOrNone(find(reader, "30"), 7), test::bitsWithOnes(7, {1, 2, 4, 5, 6, 7}));
+  EXPECT_EQ(bitsOrNone(find(reader, "30"), 8), test::bitsWithOnes(8, {1, 2, 4, 5, 6, 7}));
   EXPECT_TRUE(reader.isFirstValue("10"));
   EXPECT_FALSE(reader.isFirstValue("20"));
   EXPECT_TRUE(reader.isBelowFirst("09"));

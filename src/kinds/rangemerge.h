@@ -37,11 +37,11 @@ class RangeIndexMergeEntry : public CEntry {
   bool advance();
   // Appends what this source holds at or below a value it lacks: its
   // previous set, or one all-zero segment per segment before it has one.
-  void contribute(SFWAHVector& merged);
+  void standIn(SFWAHVector& merged);
 
-  const std::string& value() const { return m_value; }
+  const std::string& key() const { return m_value; }
   uint32_t ordinal() const { return m_ordinal; }
-  SFWAHVector* current() const { return m_current.get(); }
+  SFWAHVector* set() const { return m_current.get(); }
   const std::vector<uint32_t>& recordCounts() const { return m_reader->recordCounts(); }
 
  private:
@@ -57,7 +57,7 @@ class RangeIndexMergeEntry : public CEntry {
 // after leaving the queue since later values still need their last sets.
 class RangeIndexMerger : public CPriorityQueue {
  public:
-  explicit RangeIndexMerger(uint32_t capacity);
+  explicit RangeIndexMerger(uint32_t capacity) : CPriorityQueue(capacity) {}
   ~RangeIndexMerger() override;
 
   // Takes the entry and enters it into the queue. A null entry raises level
