@@ -1,8 +1,8 @@
 // E1IndexReader: the reader of an equality field's file (layout in
-// e1indexer.h, its table in index/fieldtable.h). Search mode keeps the term table in memory and loads one
-// posting list per lookup; scan mode (`beginScan`/`nextTerm`, for merges)
-// walks the terms and their lists in file order holding only the current
-// term. One thread at a time.
+// e1indexer.h, its table in index/fieldtable.h). Search mode keeps the term
+// table in memory and loads one posting list per lookup; scan mode
+// (`beginScan`/`nextTerm`, for merges) walks the terms and their lists in
+// file order holding only the current term. One thread at a time.
 #pragma once
 
 #include <cstdint>

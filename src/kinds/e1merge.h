@@ -3,6 +3,7 @@
 // copied one behind the other, with zero segments standing in for sources
 // that lack the term. No bitmap is decoded and no record renumbered: the
 // result keeps every source segment, so merged files may be merged again.
+// The walk itself is shared with the Range merge: kinds/mergewalk.h.
 #pragma once
 
 #include <cstdint>
@@ -28,7 +29,8 @@ class E1IndexMergeEntry : public CEntry {
 
   // Loads the next term; false (the current one kept) when there is none.
   bool advance();
-  // Appends one all-zero segment per segment of this source to `merged`.
+  // Stands in for this source where it lacks a term: one all-zero segment
+  // per segment of the source, appended to `merged`.
   void standIn(SFWAHVector& merged);
 
   const std::string& key() const { return m_term; }

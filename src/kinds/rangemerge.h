@@ -4,7 +4,7 @@
 // stands in with the set of its greatest value below it (all it holds at or
 // below the value), or with zero segments when it has none below. No set is
 // decoded and no record renumbered: the result keeps every source segment,
-// so merged files may be merged again.
+// so merged files may be merged again. The walk is kinds/mergewalk.h.
 #pragma once
 
 #include <cstdint>
