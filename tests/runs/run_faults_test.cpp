@@ -6,12 +6,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <filesystem>
+#include <stdexcept>
 #include <map>
 #include <string>
 #include <vector>
 
 #include "index/indexmerger.h"
+#include "quern.h"
 #include "platform/faults.h"
 #include "platform/platform.h"
 #include "storage/closingblock.h"
@@ -64,6 +67,7 @@ class RunFaultsSweep : public RunFaultsTest, public ::testing::WithParamInterfac
   // Runs `run` into a fresh "cut" once with no fault to count its operations
   // of the kind, then once failing at each of them; every failing run must
   // raise. Then the run must give the same files as `reference`.
+  // `run` gives what the test compares afterwards with `reference`.
   template <typename Run>
   void sweep(Run&& run, const std::string& reference) {
     const auto mask = static_cast<unsigned>(GetParam().op);
@@ -84,10 +88,16 @@ class RunFaultsSweep : public RunFaultsTest, public ::testing::WithParamInterfac
       }
     }
     fs::remove_all("cut");
-    run("cut");
-    EXPECT_EQ(bodies("cut"), bodies(reference));
+    EXPECT_EQ(run("cut"), reference);
   }
 };
+
+// The files of an index directory without their closing blocks, as one text.
+std::string directoryText(const std::string& dir) {
+  std::string text;
+  for (const auto& [name, body] : bodies(dir)) text += name + "\n" + body + "\n";
+  return text;
+}
 
 TEST_P(RunFaultsSweep, MergeOfManyInputsFailsCleanlyAtEveryOperation) {
   // The first block alone: every operation is swept, so few terms.
@@ -96,15 +106,46 @@ TEST_P(RunFaultsSweep, MergeOfManyInputsFailsCleanlyAtEveryOperation) {
   const auto merge = [&](const std::string& dir) {
     fs::create_directories(dir);
     IndexMerger(*m_log.fields, 1, 1).Merge(inputs, dir + "/");
+    return directoryText(dir);
   };
-  merge("reference");
-  sweep(merge, "reference");
+  sweep(merge, merge("reference"));
 }
 
 TEST_P(RunFaultsSweep, IndexRunOfSeveralPassesFailsCleanlyAtEveryOperation) {
-  const auto index = [&](const std::string& dir) { m_log.index(dir, 0, m_log.summary.bytes, "0"); };
-  index("reference");
-  sweep(index, "reference");
+  const auto index = [&](const std::string& dir) {
+    m_log.index(dir, 0, m_log.summary.bytes, "0");
+    return directoryText(dir);
+  };
+  sweep(index, index("reference"));
+}
+
+// A query through the exports on a fresh searcher, then every row it keeps
+// with both texts: a failed operation anywhere is a -1 or a null.
+TEST_P(RunFaultsSweep, QueryAndItsRowsFailCleanlyAtEveryOperation) {
+  const std::string dir = m_log.index("source", 0, m_log.summary.bytes);
+  test::writeFile("query.ini", "[filter]\ncancel=query.cancel\nlimit=3\ntime=0-9\n");
+  const auto ask = [&](const std::string&) {
+    qrn_searcher_clear();
+    const int count = qrn_indexer_query(dir.c_str(), "query.ini");
+    if (count < 0) throw std::runtime_error(qrn_indexer_error());
+    std::string answer = std::to_string(count);
+    for (unsigned i = 0;; ++i) {
+      const char* locator = qrn_indexer_row(dir.c_str(), i);
+      if (locator == nullptr) break;
+      unsigned log = 0, offset = 0, ordinal = 0;
+      if (std::sscanf(locator, "%u:%u:%u", &log, &offset, &ordinal) != 3) throw std::runtime_error(locator);
+      const char* result = qrn_indexer_row_result(m_log.summary.logPath.c_str(), offset, static_cast<int>(ordinal));
+      if (result == nullptr) throw std::runtime_error(qrn_indexer_error());
+      answer += std::string("\n") + locator + "\n" + result;
+      const char* exported = qrn_indexer_row_export(m_log.summary.logPath.c_str(), offset, static_cast<int>(ordinal));
+      if (exported == nullptr) throw std::runtime_error(qrn_indexer_error());
+      answer += std::string("\n") + exported;
+    }
+    return answer;
+  };
+  const std::string reference = ask("");
+  ASSERT_NE(reference.find('\n'), std::string::npos) << "the query must keep rows";
+  sweep(ask, reference);
 }
 
 INSTANTIATE_TEST_SUITE_P(EveryKind, RunFaultsSweep, ::testing::ValuesIn(kOpKinds),
