@@ -168,7 +168,8 @@ TEST_F(RunFaultsTest, MergeUnderALoweredOpenFileLimitEndsWithTheOpensText) {
   merge();
   if (!platform::setOpenFileLimit(64)) GTEST_SKIP() << "the open-file limit cannot be lowered here";
   for (int limit = 4; limit <= 62; ++limit) {
-    ASSERT_TRUE(platform::setOpenFileLimit(limit));
+    // Windows keeps at least 20 streams open to a process.
+    if (!platform::setOpenFileLimit(limit)) continue;
     const std::string failure = test::failureText(merge);
     ASSERT_TRUE(platform::setOpenFileLimit(1024));
     EXPECT_THAT(failure, ::testing::AnyOf(::testing::HasSubstr("open file"), ::testing::HasSubstr("load index summary failed")))
