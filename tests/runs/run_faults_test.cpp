@@ -24,6 +24,11 @@ namespace quern {
 namespace {
 
 namespace fs = std::filesystem;
+#if defined(QUERN_SANITIZED)
+constexpr bool kSanitized = true;
+#else
+constexpr bool kSanitized = false;
+#endif
 namespace faults = platform::faults;
 using test::readFile;
 
@@ -152,11 +157,7 @@ INSTANTIATE_TEST_SUITE_P(EveryKind, RunFaultsSweep, ::testing::ValuesIn(kOpKinds
                          [](const ::testing::TestParamInfo<OpKind>& info) { return std::string(info.param.name); });
 
 // A host that already holds many files: opens fail part-way through a merge
-// of 40 inputs, wherever the limit lies. The same merge first runs whole:
-// it must succeed, and it lets the undefined-behaviour sanitizer meet every
-// type first. Its dynamic type check tests memory through a pipe, and
-// without a descriptor to spare it reports any object it has not yet met as
-// one with an invalid vptr.
+// of 40 inputs, wherever the limit lies. The same merge first runs whole.
 TEST_F(RunFaultsTest, MergeUnderALoweredOpenFileLimitEndsWithTheOpensText) {
   const std::string source = m_log.index("source", 0, m_log.summary.bytes);
   const std::vector<std::string> inputs(40, source);
@@ -166,6 +167,11 @@ TEST_F(RunFaultsTest, MergeUnderALoweredOpenFileLimitEndsWithTheOpensText) {
     IndexMerger(*m_log.fields, 1, 1).Merge(inputs, "merged/");
   };
   merge();
+  // The undefined-behaviour sanitizer's dynamic type check tests memory
+  // through a pipe of its own; without a descriptor to spare it reports
+  // sound objects as having an invalid vptr. The sweeps above cover the
+  // same failed opens under the sanitizers through the fault hook.
+  if (kSanitized) GTEST_SKIP() << "the sanitizer needs descriptors of its own at a lowered limit";
   if (!platform::setOpenFileLimit(64)) GTEST_SKIP() << "the open-file limit cannot be lowered here";
   for (int limit = 4; limit <= 62; ++limit) {
     // Windows keeps at least 20 streams open to a process.
