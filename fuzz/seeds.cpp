@@ -63,6 +63,12 @@ void logSeeds(const fs::path& root) {
   fs::remove_all(scratch);
 }
 
+// Texts of every kind the cutter tells apart.
+void textSeed(const fs::path& dir) {
+  std::ofstream(dir / "mixed", std::ios::binary)
+      << "Please confirm the Q3 report 2026/11/22 会议报告 カタカナ 한국어 naïve \xFF\xC0\xAF\xED\xA0\x80 [mirtoks]";
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -71,9 +77,10 @@ int main(int argc, char** argv) {
     return 2;
   }
   const fs::path root = argv[1];
-  for (const char* harness : {"bitmap", "e1file", "frames", "qvlog", "ini"}) fs::create_directories(root / harness);
+  for (const char* harness : {"bitmap", "e1file", "frames", "qvlog", "ini", "wordcleave"}) fs::create_directories(root / harness);
   bitmapSeed(root / "bitmap");
   fieldSeed(root / "e1file");
   logSeeds(root);
+  textSeed(root / "wordcleave");
   return 0;
 }
