@@ -1,0 +1,84 @@
+// VINTVector: one VINT stream (vintchunks.h), either grown in memory by `put`
+// or read from a file after `attach`, never both. A reader owns its
+// descriptor, takes the stream's bytes from it in blocks of up to 64 KiB
+// into a buffer of its own and decodes them there, so that no other reader
+// may move that descriptor; the stream's length bounds every read, so bytes
+// behind the stream are never taken. One thread at a time.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "codec/vintchunks.h"
+#include "storage/inputdesc.h"
+#include "storage/memcache.h"
+
+namespace quern {
+
+class VINTVector {
+ public:
+  static constexpr uint32_t kReadBlock = 1u << 16;
+
+  // For writing on `cache` (not owned); with null the vector makes a cache
+  // of its own at the first `put`.
+  explicit VINTVector(CMemCache* cache = nullptr);
+  virtual ~VINTVector();
+  VINTVector(const VINTVector&) = delete;
+  VINTVector& operator=(const VINTVector&) = delete;
+
+  void put(uint32_t value);
+  VINTChunks& chunks() { return m_chunks; }
+  uint32_t valueCount() const { return m_valueCount; }
+
+  // Turns the vector into the reader of the `length` bytes at the
+  // descriptor's position, taking the descriptor.
+  void attach(std::unique_ptr<CInputDesc> input, int64_t length);
+  bool hasMore() const { return m_readOffset < m_length; }
+  // 1 with the next value in `out`, 0 at the end of the stream. A null `out`
+  // raises level 2 "invalid param v32s"; a value cut by the stream's end
+  // "read file %s over", one of six bytes or more "read vint failed, too long %s".
+  int read(uint32_t* out) {
+    if (out == nullptr || m_readOffset >= m_length || m_end - m_next < VINTChunks::kMaxValueBytes) {
+      return readSlow(out);
+    }
+    const uint8_t* p = m_next;
+    uint32_t value = *p & 0x7Fu;
+    for (uint32_t shift = 7; *p++ >= 0x80; shift += 7) {
+      if (shift == 35) tooLong();
+      value |= static_cast<uint32_t>(*p & 0x7F) << shift;
+    }
+    m_readOffset += static_cast<uint64_t>(p - m_next);
+    m_next = p;
+    *out = value;
+    return 1;
+  }
+  // Drops the next `count` values without decoding them; false when the
+  // stream ends first.
+  bool skip(uint32_t count);
+  // The stream's file, for failure texts; only while attached.
+  const std::string& path() const;
+
+ private:
+  int readSlow(uint32_t* out);
+  // Keeps the unread bytes and reads more of the stream behind them; false
+  // when the stream has no byte left in the file.
+  bool refill();
+  [[noreturn]] void tooLong() const;
+
+  VINTChunks m_chunks;
+  CMemCache* m_cache;
+  std::unique_ptr<CMemCache> m_ownedCache;
+  uint32_t m_valueCount = 0;
+  // Reading: the stream's length, the bytes consumed by reads, the bytes
+  // still in the file, and the buffer's unread bytes [m_next, m_end).
+  std::unique_ptr<CInputDesc> m_input;
+  uint64_t m_length = 0;
+  uint64_t m_readOffset = 0;
+  uint64_t m_fileLeft = 0;
+  std::unique_ptr<uint8_t[]> m_buffer;
+  uint32_t m_bufferSize = 0;
+  const uint8_t* m_next = nullptr;
+  const uint8_t* m_end = nullptr;
+};
+
+}  // namespace quern
