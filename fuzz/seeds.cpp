@@ -9,6 +9,7 @@
 #include "codec/sfwahvector.h"
 #include "intake/qvlogreader.h"
 #include "kinds/e1indexer.h"
+#include "kinds/ftindexer.h"
 #include "qvloggen/qvloggen.h"
 #include "storage/outputdesc.h"
 
@@ -63,6 +64,15 @@ void logSeeds(const fs::path& root) {
   fs::remove_all(scratch);
 }
 
+void fullTextSeed(const fs::path& dir) {
+  FtIndexer indexer(nullptr);
+  for (const char* text : {"alpha beta", "beta alpha beta gamma", "[mirtoks]", "会议 alpha", "beta"}) {
+    indexer.add(text, static_cast<uint32_t>(std::char_traits<char>::length(text)));
+  }
+  COutputDesc out(std::make_unique<CFileOutput>((dir / "five-records.ft").string().c_str()));
+  indexer.write(&out);
+}
+
 // Texts of every kind the cutter tells apart.
 void textSeed(const fs::path& dir) {
   std::ofstream(dir / "mixed", std::ios::binary)
@@ -77,10 +87,11 @@ int main(int argc, char** argv) {
     return 2;
   }
   const fs::path root = argv[1];
-  for (const char* harness : {"bitmap", "e1file", "frames", "qvlog", "ini", "wordcleave"}) fs::create_directories(root / harness);
+  for (const char* harness : {"bitmap", "e1file", "frames", "qvlog", "ini", "wordcleave", "ftfile"}) fs::create_directories(root / harness);
   bitmapSeed(root / "bitmap");
   fieldSeed(root / "e1file");
   logSeeds(root);
   textSeed(root / "wordcleave");
+  fullTextSeed(root / "ftfile");
   return 0;
 }

@@ -62,8 +62,8 @@ int64_t POSVector::findStream(CFileInput& file, int64_t trailer, uint32_t* lastR
 
 void POSVector::attach(std::unique_ptr<CInputDesc> recordInput, std::unique_ptr<CInputDesc> positionInput) {
   if (!recordInput || !positionInput) QRN_RAISE(2, "invalid param(input)");
-  const int64_t records = findStream(recordInput->file(), kRecordTrailer, nullptr);
-  const int64_t positions = findStream(positionInput->file(), kPositionTrailer, nullptr);
+  const int64_t records = findStream(recordInput->file(), POSPostings::kRecordTrailer, nullptr);
+  const int64_t positions = findStream(positionInput->file(), POSPostings::kPositionTrailer, nullptr);
   m_records.attach(std::move(recordInput), records);
   m_positions.attach(std::move(positionInput), positions);
   m_record = m_position = m_frequency = m_pending = 0;
@@ -106,7 +106,7 @@ void POSVector::drain() {
 void POSVector::mergeRecords(COutputDesc* out, CInputDesc* in, uint32_t base) {
   CFileInput& file = in->file();
   uint32_t sourceLast = 0;
-  const int64_t length = findStream(file, kRecordTrailer, &sourceLast);
+  const int64_t length = findStream(file, POSPostings::kRecordTrailer, &sourceLast);
   uint32_t consumed = 0;
   const uint32_t first = length == 0 ? 0 : file.readVInt(consumed);
   // The source's first id, moved up by the base, less the last id so far.
@@ -127,7 +127,7 @@ void POSVector::writeRecordTrailer(COutputDesc* out) const {
 }
 
 void POSVector::mergePositions(COutputDesc* out, CInputDesc* in) {
-  const int64_t length = findStream(in->file(), kPositionTrailer, nullptr);
+  const int64_t length = findStream(in->file(), POSPostings::kPositionTrailer, nullptr);
   out->file().copyFrom(in->file(), static_cast<uint64_t>(length));
   m_postings.positions.count(static_cast<uint64_t>(length));
 }

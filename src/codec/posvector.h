@@ -26,6 +26,9 @@ namespace quern {
 // The list while it is built: small and trivially destructible, so that an
 // indexer keeps one per term in its cache, passing the cache in.
 struct POSPostings {
+  static constexpr uint32_t kRecordTrailer = 12;   // R, last record id
+  static constexpr uint32_t kPositionTrailer = 8;  // P
+
   // One occurrence. Record ids must not fall (level 1 "%u < %u"), nor
   // positions within a record.
   void add(uint32_t record, uint32_t position, CMemCache& cache) {
@@ -43,8 +46,8 @@ struct POSPostings {
   void writeRecords(COutputDesc* out) const;
   // The position stream and P.
   void writePositions(COutputDesc* out) const;
-  // R + P + the 20 bytes of the two trailers.
-  uint64_t blockBytes() const { return records.size() + positions.size() + 20; }
+  // The block: both streams and their trailers.
+  uint64_t blockBytes() const { return records.size() + positions.size() + kRecordTrailer + kPositionTrailer; }
 
   VINTChunks records;
   VINTChunks positions;
@@ -58,9 +61,6 @@ struct POSPostings {
 
 class POSVector {
  public:
-  static constexpr int64_t kRecordTrailer = 12;   // R, last record id
-  static constexpr int64_t kPositionTrailer = 8;  // P
-
   // For building on `cache` (not owned), or on a cache of its own made at
   // the first value when null; a merge uses such an object as its counter.
   explicit POSVector(CMemCache* cache);

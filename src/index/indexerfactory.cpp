@@ -4,10 +4,13 @@
 #include "kinds/e1indexer.h"
 #include "kinds/e1merge.h"
 #include "kinds/e1indexreader.h"
+#include "kinds/ftindexer.h"
+#include "kinds/ftindexreader.h"
+#include "kinds/ftmerge.h"
 
 namespace quern {
 
-// Range and Ft arrive with their kinds; until then they are refused like
+// Range arrives with its kind; until then it is refused like
 // any unknown kind, never quietly.
 
 const IndexerFactory& IndexerFactory::instance() {
@@ -17,6 +20,7 @@ const IndexerFactory& IndexerFactory::instance() {
 
 std::unique_ptr<FieldIndexer> IndexerFactory::create(IndexerKind kind, CMemCache* cache) const {
   if (kind == IndexerKind::E1) return std::make_unique<E1Indexer>(cache);
+  if (kind == IndexerKind::Ft) return std::make_unique<FtIndexer>(cache);
   QRN_RAISE(1, "invalid indexer %d", static_cast<int>(kind));
 }
 
@@ -27,6 +31,7 @@ const IndexReaderFactory& IndexReaderFactory::instance() {
 
 std::unique_ptr<FieldIndexReader> IndexReaderFactory::create(IndexerKind kind, const std::string& path) const {
   if (kind == IndexerKind::E1) return std::make_unique<E1IndexReader>(path.c_str());
+  if (kind == IndexerKind::Ft) return std::make_unique<FtIndexReader>(path.c_str());
   QRN_RAISE(1, "invalid index reader");
 }
 
@@ -37,6 +42,7 @@ const IndexMergerFactory& IndexMergerFactory::instance() {
 
 std::unique_ptr<FieldMerger> IndexMergerFactory::create(IndexerKind kind, uint32_t sourceCount) const {
   if (kind == IndexerKind::E1) return std::make_unique<E1Merger>(sourceCount);
+  if (kind == IndexerKind::Ft) return std::make_unique<FtMerger>(sourceCount);
   QRN_RAISE(1, "invalid index merger");
 }
 
