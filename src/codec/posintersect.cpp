@@ -93,6 +93,9 @@ void POSIntersect::addRecord(uint32_t rid) {
   while (m_nextBoundary < m_boundaries.size() && m_boundaries[m_nextBoundary] < rid) {
     closeSegment(m_boundaries[m_nextBoundary]);
   }
+  if (rid <= m_lastRecord) {
+    QRN_RAISE(2, "record list of %s is out of order at %u", m_lists[0]->path().c_str(), rid);
+  }
   if (m_nextBoundary == m_boundaries.size()) {
     const uint32_t records = m_boundaries.empty() ? 0 : m_boundaries.back();
     QRN_RAISE(2, "record %u lies past the %u records of %s", rid, records, m_lists[0]->path().c_str());

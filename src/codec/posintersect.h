@@ -28,7 +28,8 @@ class POSIntersect {
   // The matching records, one segment per record count of `segments`, owned
   // by the caller. A cancel ends the walk with a well-formed, incomplete
   // result; with no Canceler set it raises level 1. A record past the
-  // segments raises level 2 "record %u lies past the %u records of %s".
+  // segments raises level 2 "record %u lies past the %u records of %s", a
+  // record met twice (a damaged list) "record list of %s is out of order at %u".
   std::unique_ptr<SFWAHVector> run(const std::vector<uint32_t>& segments);
 
  private:

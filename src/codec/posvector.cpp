@@ -1,6 +1,8 @@
 #include "codec/posvector.h"
 
 #include "base/exception.h"
+#include "codec/pospairs.h"
+#include "storage/endian.h"
 
 namespace quern {
 
@@ -71,19 +73,46 @@ void POSVector::attach(std::unique_ptr<CInputDesc> recordInput, std::unique_ptr<
 
 bool POSVector::skipTo(uint32_t target, uint32_t* reached) {
   if (reached == nullptr) QRN_RAISE(2, "invalid param rids");
+  // The walk's state in locals (members would be stored at every pair).
+  // Pairs are taken in place while the window holds two whole values, eight
+  // bytes at a time while the target is further than their deltas; the
+  // stream's last bytes go through `read`. A record id that does not rise is
+  // caught where records are used.
+  constexpr uint32_t kPairBytes = 2 * VINTChunks::kMaxValueBytes;
+  uint32_t record = m_record;
+  uint32_t frequency = m_frequency;
+  uint32_t pending = m_pending;
+  bool more = true;
   do {
+    const VINTVector::Window window = m_records.window(kPairBytes);
+    const uint8_t* p = window.next;
     uint32_t delta = 0;
-    uint32_t frequency = 0;
-    if (m_records.read(&delta) == 0 || m_records.read(&frequency) == 0) return false;
-    if (delta == 0 || delta > UINT32_MAX - m_record) {
-      QRN_RAISE(2, "record list of %s is out of order at %u", m_records.path().c_str(), m_record);
+    if (window.end - p < kPairBytes) {
+      more = m_records.read(&delta) != 0 && m_records.read(&frequency) != 0;
+      record += delta;
+      pending += frequency;
+      continue;
     }
-    m_record += delta;
-    m_frequency = frequency;
-    m_pending += frequency;
-  } while (m_record < target);
-  *reached = m_record;
-  return true;
+    do {
+      POSPairSums sums;
+      if (sumPairs(loadLE64(p), sums) && uint64_t{record} + sums.deltas < target) {
+        record += sums.deltas;
+        pending += sums.frequencies;
+        p += sums.bytes;
+        continue;
+      }
+      delta = m_records.decode(p);
+      frequency = m_records.decode(p);
+      record += delta;
+      pending += frequency;
+    } while (record < target && window.end - p >= kPairBytes);
+    m_records.consume(p);
+  } while (more && record < target);
+  m_record = record;
+  m_frequency = frequency;
+  m_pending = pending;
+  *reached = record;
+  return more;
 }
 
 bool POSVector::skipToCurrent() {

@@ -83,8 +83,8 @@ class POSVector {
   void attach(std::unique_ptr<CInputDesc> recordInput, std::unique_ptr<CInputDesc> positionInput);
   // Reads at least one (delta, frequency) pair, and goes on while the record
   // reached is below `target`; false when the stream ends first. A null
-  // `reached` raises level 2 "invalid param rids", a record id that does not
-  // rise "record list of %s is out of order at %u".
+  // `reached` raises level 2 "invalid param rids". Record ids are not checked
+  // here: damage that makes them fall or repeat is the caller's to see.
   bool skipTo(uint32_t target, uint32_t* reached);
   uint32_t record() const { return m_record; }
   // Drops the positions of the records passed since the last alignment, so

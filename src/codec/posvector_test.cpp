@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -63,6 +65,50 @@ TEST(POSVector, AttachedListsWalkRecordsAndPositions) {
   EXPECT_EQ(p, 5u);
   EXPECT_FALSE(list->skipTo(201, &reached)) << "the stream ends";
   EXPECT_TRUE(raises([&] { list->skipTo(1, nullptr); }, 2, "invalid param rids"));
+}
+
+// Long lists with gaps of one to three bytes and frequencies of one or two,
+// walked to random targets: the record reached is the first at or past the
+// target, and the positions read there are its own, whatever was skipped.
+TEST(POSVector, SkipsToTargetsAgreeWithTheList) {
+  test::TempDir dir;
+  const std::string path = dir.file("lists");
+  std::mt19937 random(47);
+  for (int round = 0; round < 6; ++round) {
+    test::Occurrences list;
+    uint32_t record = 0;
+    for (int i = 0; i < 3000; ++i) {
+      const uint32_t bytes = 1 + random() % 3;
+      record += 1 + random() % (bytes == 1 ? 127 : bytes == 2 ? 16000 : 100000);
+      std::vector<uint32_t>& positions = list[record];
+      positions.resize(random() % 8 == 0 ? 130 + random() % 20 : 1 + random() % 3);
+      for (uint32_t k = 0; k < positions.size(); ++k) positions[k] = k * 2 + 1 + (random() % 2);
+    }
+    const std::vector<test::StoredList> stored = test::writeLists(path, {list});
+    auto read = test::openList(path, stored[0]);
+    // Now and then a record's positions are left unread: the next
+    // alignment skips them with those of the records passed.
+    for (uint32_t current = 0;;) {
+      const uint32_t target = current + (random() % 2 == 0 ? 0 : static_cast<uint32_t>(random() % 400000));
+      const auto expected = list.lower_bound(std::max(target, current + 1));
+      uint32_t reached = 0;
+      if (expected == list.end()) {
+        EXPECT_FALSE(read->skipTo(target, &reached));
+        break;
+      }
+      ASSERT_TRUE(read->skipTo(target, &reached));
+      ASSERT_EQ(reached, expected->first);
+      current = reached;
+      if (random() % 3 == 0) continue;
+      ASSERT_TRUE(read->skipToCurrent());
+      for (uint32_t position : expected->second) {
+        uint32_t p = 0;
+        ASSERT_TRUE(read->nextPosition(p));
+        ASSERT_EQ(p, position);
+      }
+      read->drain();
+    }
+  }
 }
 
 // Sources {2, 5} and {1} with the second's base 10: deltas 2, 3, then

@@ -1,7 +1,6 @@
 #include "codec/vintvector.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstring>
 
 #include "base/exception.h"
@@ -54,11 +53,15 @@ bool VINTVector::refill() {
 
 void VINTVector::tooLong() const { QRN_RAISE(2, "read vint failed, too long %s", path().c_str()); }
 
+void VINTVector::fill(uint32_t want) {
+  while (m_end - m_next < want && refill()) {
+  }
+}
+
 int VINTVector::readSlow(uint32_t* out) {
   if (out == nullptr) QRN_RAISE(2, "invalid param v32s");
   if (m_readOffset >= m_length) return 0;
-  while (m_end - m_next < VINTChunks::kMaxValueBytes && refill()) {
-  }
+  fill(VINTChunks::kMaxValueBytes);
   uint32_t value = 0;
   for (const uint8_t* p = m_next; p < m_end; ++p) {
     const auto shift = static_cast<uint32_t>(7 * (p - m_next));
@@ -82,7 +85,9 @@ bool VINTVector::skip(uint32_t count) {
     if (m_next == m_end && !refill()) return false;
     const uint8_t* p = m_next;
     while (m_end - p >= 8) {
-      const auto ends = static_cast<uint32_t>(std::popcount(~loadLE64(p) & kHighBits));
+      // The marks of value ends, moved to the low bit of each byte and
+      // summed into the top byte (no popcount instruction is assumed).
+      const auto ends = static_cast<uint32_t>(((~loadLE64(p) & kHighBits) >> 7) * 0x0101010101010101ull >> 56);
       if (ends >= count) break;
       count -= ends;
       p += 8;

@@ -42,24 +42,53 @@ class VINTVector {
       return readSlow(out);
     }
     const uint8_t* p = m_next;
+    *out = decode(p);
+    consume(p);
+    return 1;
+  }
+  // Decodes the value at `p`, which must have five bytes behind it, and
+  // moves `p` past it.
+  uint32_t decode(const uint8_t*& p) const {
+    // Values of one or two bytes, most of a list, without a branch on which.
+    const uint32_t first = p[0];
+    const uint32_t second = p[1];
+    if ((first & second & 0x80) == 0) {
+      const uint32_t more = first >> 7;
+      p += 1 + more;
+      return (first & 0x7F) | ((second & 0x7F) << 7 & (0u - more));
+    }
     uint32_t value = *p & 0x7Fu;
     for (uint32_t shift = 7; *p++ >= 0x80; shift += 7) {
       if (shift == 35) tooLong();
       value |= static_cast<uint32_t>(*p & 0x7F) << shift;
     }
-    m_readOffset += static_cast<uint64_t>(p - m_next);
-    m_next = p;
-    *out = value;
-    return 1;
+    return value;
   }
   // Drops the next `count` values without decoding them; false when the
   // stream ends first.
   bool skip(uint32_t count);
+  // For loops that decode in place: the unread bytes of the buffer, at
+  // least `want` (at most 1 KiB) unless the stream has fewer left; empty at
+  // the end of the stream. `consume` then takes the bytes up to `upTo`.
+  struct Window {
+    const uint8_t* next;
+    const uint8_t* end;
+  };
+  Window window(uint32_t want) {
+    if (m_end - m_next < want) fill(want);
+    return {m_next, m_end};
+  }
+  void consume(const uint8_t* upTo) {
+    m_readOffset += static_cast<uint64_t>(upTo - m_next);
+    m_next = upTo;
+  }
   // The stream's file, for failure texts; only while attached.
   const std::string& path() const;
 
  private:
   int readSlow(uint32_t* out);
+  // Refills until `want` bytes are unread or the stream has no more.
+  void fill(uint32_t want);
   // Keeps the unread bytes and reads more of the stream behind them; false
   // when the stream has no byte left in the file.
   bool refill();
