@@ -35,16 +35,22 @@ struct POSPairSums {
   // Bytes up to the last frequency's end.
   const int last = 63 - __builtin_clzll(frequencyEnds);
   const uint64_t taken = last == 56 ? ~0ull : (uint64_t{1} << (last + 8)) - 1;
-  const uint64_t seconds = more << 8;  // bytes that are a value's second byte
+  // A value is its first byte's low bits plus 128 times its second's: the
+  // two kinds of byte are summed in 16-bit lanes, the second ones shifted,
+  // and the lanes added up by one multiplication. At most four second bytes
+  // fit a word, so a class's sum stays below 65,536.
+  const uint64_t seconds = (more << 8) * 0xFF;
   const uint64_t low = word & 0x7F7F7F7F7F7F7F7Full & taken;
-  const auto sum = [](uint64_t bytes) {
-    const uint64_t pairs = (bytes & 0x00FF00FF00FF00FFull) + (bytes >> 8 & 0x00FF00FF00FF00FFull);
-    return static_cast<uint32_t>(pairs * 0x0001000100010001ull >> 48);
+  const auto lanes = [](uint64_t bytes) {
+    return (bytes & 0x00FF00FF00FF00FFull) + (bytes >> 8 & 0x00FF00FF00FF00FFull);
+  };
+  const auto value = [&](uint64_t bytes) {
+    return static_cast<uint32_t>((lanes(bytes & ~seconds) + (lanes(bytes & seconds) << 7)) * 0x0001000100010001ull >>
+                                 48);
   };
   const uint64_t deltaBytes = (~parity & kLow) * 0xFF;
-  const uint64_t secondBytes = seconds * 0xFF;
-  sums.deltas = sum(low & deltaBytes & ~secondBytes) + (sum(low & deltaBytes & secondBytes) << 7);
-  sums.frequencies = sum(low & ~deltaBytes & ~secondBytes) + (sum(low & ~deltaBytes & secondBytes) << 7);
+  sums.deltas = value(low & deltaBytes);
+  sums.frequencies = value(low & ~deltaBytes);
   sums.bytes = static_cast<uint32_t>(last / 8 + 1);
   return true;
 }

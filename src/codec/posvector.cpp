@@ -78,13 +78,13 @@ bool POSVector::skipTo(uint32_t target, uint32_t* reached) {
   // bytes at a time while the target is further than their deltas; the
   // stream's last bytes go through `read`. A record id that does not rise is
   // caught where records are used.
-  constexpr uint32_t kPairBytes = 2 * VINTChunks::kMaxValueBytes;
+  constexpr ptrdiff_t kPairBytes = 2 * ptrdiff_t{VINTChunks::kMaxValueBytes};
   uint32_t record = m_record;
   uint32_t frequency = m_frequency;
   uint32_t pending = m_pending;
   bool more = true;
   do {
-    const VINTVector::Window window = m_records.window(kPairBytes);
+    const VINTVector::Window window = m_records.window(static_cast<uint32_t>(kPairBytes));
     const uint8_t* p = window.next;
     uint32_t delta = 0;
     if (window.end - p < kPairBytes) {

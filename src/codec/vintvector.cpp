@@ -54,7 +54,7 @@ bool VINTVector::refill() {
 void VINTVector::tooLong() const { QRN_RAISE(2, "read vint failed, too long %s", path().c_str()); }
 
 void VINTVector::fill(uint32_t want) {
-  while (m_end - m_next < want && refill()) {
+  while (m_end - m_next < static_cast<ptrdiff_t>(want) && refill()) {
   }
 }
 

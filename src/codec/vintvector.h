@@ -6,6 +6,7 @@
 // behind the stream are never taken. One thread at a time.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 
@@ -38,7 +39,7 @@ class VINTVector {
   // raises level 2 "invalid param v32s"; a value cut by the stream's end
   // "read file %s over", one of six bytes or more "read vint failed, too long %s".
   int read(uint32_t* out) {
-    if (out == nullptr || m_readOffset >= m_length || m_end - m_next < VINTChunks::kMaxValueBytes) {
+    if (out == nullptr || m_readOffset >= m_length || m_end - m_next < static_cast<ptrdiff_t>(VINTChunks::kMaxValueBytes)) {
       return readSlow(out);
     }
     const uint8_t* p = m_next;
@@ -75,7 +76,7 @@ class VINTVector {
     const uint8_t* end;
   };
   Window window(uint32_t want) {
-    if (m_end - m_next < want) fill(want);
+    if (m_end - m_next < static_cast<ptrdiff_t>(want)) fill(want);
     return {m_next, m_end};
   }
   void consume(const uint8_t* upTo) {
