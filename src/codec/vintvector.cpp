@@ -8,19 +8,6 @@
 
 namespace quern {
 
-VINTVector::VINTVector(CMemCache* cache) : m_cache(cache) {}
-
-VINTVector::~VINTVector() = default;
-
-void VINTVector::put(uint32_t value) {
-  if (m_cache == nullptr) {
-    m_ownedCache = std::make_unique<CMemCache>();
-    m_cache = m_ownedCache.get();
-  }
-  m_chunks.put(value, *m_cache);
-  ++m_valueCount;
-}
-
 void VINTVector::attach(std::unique_ptr<CInputDesc> input, int64_t length) {
   if (!input) QRN_RAISE(2, "invalid param(input)");
   if (length < 0) QRN_RAISE(2, "stream length %lld in %s is invalid", static_cast<long long>(length),

@@ -1,9 +1,8 @@
-// VINTVector: one VINT stream (vintchunks.h), either grown in memory by `put`
-// or read from a file after `attach`, never both. A reader owns its
-// descriptor, takes the stream's bytes from it in blocks of up to 64 KiB
-// into a buffer of its own and decodes them there, so that no other reader
-// may move that descriptor; the stream's length bounds every read, so bytes
-// behind the stream are never taken. One thread at a time.
+// VINTVector: the read side of one VINT stream (vintchunks.h writes them):
+// it owns its descriptor, takes the stream's bytes from it in blocks of up
+// to 64 KiB into a buffer of its own and decodes them there, so that no
+// other reader may move that descriptor; the stream's length bounds every
+// read, so bytes behind the stream are never taken. One thread at a time.
 #pragma once
 
 #include <cstddef>
@@ -12,7 +11,6 @@
 
 #include "codec/vintchunks.h"
 #include "storage/inputdesc.h"
-#include "storage/memcache.h"
 
 namespace quern {
 
@@ -20,18 +18,12 @@ class VINTVector {
  public:
   static constexpr uint32_t kReadBlock = 1u << 16;
 
-  // For writing on `cache` (not owned); with null the vector makes a cache
-  // of its own at the first `put`.
-  explicit VINTVector(CMemCache* cache = nullptr);
-  virtual ~VINTVector();
+  VINTVector() = default;
+  virtual ~VINTVector() = default;
   VINTVector(const VINTVector&) = delete;
   VINTVector& operator=(const VINTVector&) = delete;
 
-  void put(uint32_t value);
-  VINTChunks& chunks() { return m_chunks; }
-  uint32_t valueCount() const { return m_valueCount; }
-
-  // Turns the vector into the reader of the `length` bytes at the
+  // Makes the vector the reader of the `length` bytes at the
   // descriptor's position, taking the descriptor.
   void attach(std::unique_ptr<CInputDesc> input, int64_t length);
   bool hasMore() const { return m_readOffset < m_length; }
@@ -39,9 +31,8 @@ class VINTVector {
   // raises level 2 "invalid param v32s"; a value cut by the stream's end
   // "read file %s over", one of six bytes or more "read vint failed, too long %s".
   int read(uint32_t* out) {
-    if (out == nullptr || m_readOffset >= m_length || m_end - m_next < static_cast<ptrdiff_t>(VINTChunks::kMaxValueBytes)) {
-      return readSlow(out);
-    }
+    constexpr auto kLongest = static_cast<ptrdiff_t>(VINTChunks::kMaxValueBytes);
+    if (out == nullptr || m_readOffset >= m_length || m_end - m_next < kLongest) return readSlow(out);
     const uint8_t* p = m_next;
     *out = decode(p);
     consume(p);
@@ -95,11 +86,7 @@ class VINTVector {
   bool refill();
   [[noreturn]] void tooLong() const;
 
-  VINTChunks m_chunks;
-  CMemCache* m_cache;
-  std::unique_ptr<CMemCache> m_ownedCache;
-  uint32_t m_valueCount = 0;
-  // Reading: the stream's length, the bytes consumed by reads, the bytes
+  // The stream's length, the bytes consumed by reads, the bytes
   // still in the file, and the buffer's unread bytes [m_next, m_end).
   std::unique_ptr<CInputDesc> m_input;
   uint64_t m_length = 0;

@@ -44,30 +44,31 @@ std::unique_ptr<VINTVector> reader(const std::string& path, int64_t offset, int6
   return vector;
 }
 
-TEST(VINTVector, ChunksGrowByHalfTheirSum) {
-  VINTVector vector;
-  EXPECT_TRUE(capacities(vector.chunks()).empty());
-  vector.put(1);
-  EXPECT_EQ(capacities(vector.chunks()), std::vector<uint32_t>{16}) << "the first put makes 16 bytes";
-  for (int i = 0; i < 10; ++i) vector.put(1);
-  EXPECT_EQ(capacities(vector.chunks()).size(), 1u) << "eleven one-byte values fit";
-  vector.put(1);
-  EXPECT_EQ(capacities(vector.chunks()), (std::vector<uint32_t>{16, 24})) << "at 11 used, 11 + 5 is not below 16";
-  while (capacities(vector.chunks()).size() < 4) vector.put(0xFFFFFFFFu);
-  EXPECT_EQ(capacities(vector.chunks()), (std::vector<uint32_t>{16, 24, 60, 150}));
-  EXPECT_EQ(vector.chunks().capacitySum(), 250u);
-  EXPECT_EQ(vector.valueCount(), 12u + (vector.chunks().size() - 12) / 5);
+TEST(VINTChunks, ChunksGrowByHalfTheirSum) {
+  CMemCache cache;
+  VINTChunks chunks;
+  EXPECT_TRUE(capacities(chunks).empty());
+  chunks.put(1, cache);
+  EXPECT_EQ(capacities(chunks), std::vector<uint32_t>{16}) << "the first put makes 16 bytes";
+  for (int i = 0; i < 10; ++i) chunks.put(1, cache);
+  EXPECT_EQ(capacities(chunks).size(), 1u) << "eleven one-byte values fit";
+  chunks.put(1, cache);
+  EXPECT_EQ(capacities(chunks), (std::vector<uint32_t>{16, 24})) << "at 11 used, 11 + 5 is not below 16";
+  while (capacities(chunks).size() < 4) chunks.put(0xFFFFFFFFu, cache);
+  EXPECT_EQ(capacities(chunks), (std::vector<uint32_t>{16, 24, 60, 150}));
+  EXPECT_EQ(chunks.capacitySum(), 250u);
 }
 
 TEST(VINTVector, BytesOfTheWrittenFormAndEmptyStreams) {
   test::TempDir dir;
-  VINTVector vector;
-  for (uint32_t value : {0u, 127u, 128u, 300u, 0xFFFFFFFFu}) vector.put(value);
-  writeStream(dir.file("s"), vector.chunks(), "", "");
+  CMemCache cache;
+  VINTChunks chunks;
+  for (uint32_t value : {0u, 127u, 128u, 300u, 0xFFFFFFFFu}) chunks.put(value, cache);
+  writeStream(dir.file("s"), chunks, "", "");
   EXPECT_EQ(test::readFile(dir.file("s")), bytes({0x00, 0x7F, 0x80, 0x01, 0xAC, 0x02, 0xFF, 0xFF, 0xFF, 0xFF, 0x0F}));
 
-  VINTVector empty;
-  writeStream(dir.file("e"), empty.chunks(), "ab", "cd");
+  const VINTChunks empty;
+  writeStream(dir.file("e"), empty, "ab", "cd");
   EXPECT_EQ(test::readFile(dir.file("e")), "abcd") << "an empty list writes nothing";
   auto none = reader(dir.file("e"), 2, 0);
   uint32_t value = 7;
@@ -75,7 +76,7 @@ TEST(VINTVector, BytesOfTheWrittenFormAndEmptyStreams) {
   EXPECT_EQ(none->read(&value), 0);
   EXPECT_EQ(value, 7u);
   EXPECT_TRUE(raises([&] { none->read(nullptr); }, 2, "invalid param v32s"));
-  EXPECT_TRUE(raises([&] { empty.chunks().writeTo(nullptr); }, 2, "desc is null"));
+  EXPECT_TRUE(raises([&] { empty.writeTo(nullptr); }, 2, "desc is null"));
 }
 
 // Values of every length, read back and skipped in random steps across
@@ -84,14 +85,15 @@ TEST(VINTVector, ReadsAndSkipsAgreeWithTheValuesPut) {
   test::TempDir dir;
   std::mt19937 random(55);
   for (uint32_t count : {1u, 7u, 40000u}) {
-    VINTVector vector;
+    CMemCache cache;
+    VINTChunks chunks;
     std::vector<uint32_t> model;
     for (uint32_t i = 0; i < count; ++i) {
       model.push_back(static_cast<uint32_t>(random()) >> (random() % 32));
-      vector.put(model.back());
+      chunks.put(model.back(), cache);
     }
-    const int64_t offset = writeStream(dir.file("s"), vector.chunks(), "head", std::string(8, '\x80'));
-    auto read = reader(dir.file("s"), offset, static_cast<int64_t>(vector.chunks().size()));
+    const int64_t offset = writeStream(dir.file("s"), chunks, "head", std::string(8, '\x80'));
+    auto read = reader(dir.file("s"), offset, static_cast<int64_t>(chunks.size()));
     for (size_t at = 0; at < model.size();) {
       if (random() % 3 == 0) {
         const auto step = std::min<size_t>(random() % 2000, model.size() - at);
