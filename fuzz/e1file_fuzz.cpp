@@ -5,23 +5,14 @@
 #include <cstdint>
 #include <cstring>
 #include <exception>
-#include <vector>
 
 #include "fuzzinput.h"
 #include "kinds/e1indexreader.h"
-#include "storage/closingblock.h"
-#include "storage/crc.h"
-#include "storage/endian.h"
 
 using namespace quern;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  std::vector<uint8_t> file(data, data + size);
-  if (file.size() >= closing::kSize) {
-    uint8_t* block = file.data() + file.size() - closing::kSize;
-    storeLE64(block + closing::kChecksumOffset, crc64(block + 8, closing::kSize - 8));
-  }
-  const std::string path = fuzz::writeInput("field.e1", file.data(), file.size());
+  const std::string path = fuzz::writeFieldFile("field.e1", data, size);
   try {
     E1IndexReader reader(path.c_str());
     const uint32_t terms = reader.termCount();

@@ -6,8 +6,13 @@
 #include <cstdint>
 #include <cstdio>
 #include <string>
+#include <vector>
 
 #include <unistd.h>
+
+#include "storage/closingblock.h"
+#include "storage/crc.h"
+#include "storage/endian.h"
 
 namespace quern::fuzz {
 
@@ -26,6 +31,18 @@ inline std::string writeInput(const char* name, const uint8_t* data, size_t size
     std::fclose(file);
   }
   return path;
+}
+
+// Writes the input as a field file (named after `name`) whose closing block,
+// when it has one, carries the right checksum, so that inputs reach the
+// table and the images instead of stopping at the checksum.
+inline std::string writeFieldFile(const char* name, const uint8_t* data, size_t size) {
+  std::vector<uint8_t> file(data, data + size);
+  if (file.size() >= closing::kSize) {
+    uint8_t* block = file.data() + file.size() - closing::kSize;
+    storeLE64(block + closing::kChecksumOffset, crc64(block + 8, closing::kSize - 8));
+  }
+  return writeInput(name, file.data(), file.size());
 }
 
 }  // namespace quern::fuzz

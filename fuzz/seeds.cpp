@@ -10,6 +10,7 @@
 #include "intake/qvlogreader.h"
 #include "kinds/e1indexer.h"
 #include "kinds/ftindexer.h"
+#include "kinds/rangeindexer.h"
 #include "qvloggen/qvloggen.h"
 #include "storage/outputdesc.h"
 
@@ -35,12 +36,14 @@ void bitmapSeed(const fs::path& dir) {
   vector.chunks()->writeTo(&out);
 }
 
-void fieldSeed(const fs::path& dir) {
-  E1Indexer indexer(nullptr);
+// Seven records of an E1 or a Range field: the two kinds' files share their layout.
+template <typename Indexer>
+void fieldSeed(const fs::path& file) {
+  Indexer indexer(nullptr);
   for (const char* value : {"alpha", "beta", "alpha", "gamma", "beta", "alpha", "delta"}) {
     indexer.add(value, static_cast<uint32_t>(std::char_traits<char>::length(value)));
   }
-  COutputDesc out(std::make_unique<CFileOutput>((dir / "seven-records.e1").string().c_str()));
+  COutputDesc out(std::make_unique<CFileOutput>(file.string().c_str()));
   indexer.write(&out);
 }
 
@@ -87,9 +90,12 @@ int main(int argc, char** argv) {
     return 2;
   }
   const fs::path root = argv[1];
-  for (const char* harness : {"bitmap", "e1file", "frames", "qvlog", "ini", "wordcleave", "ftfile"}) fs::create_directories(root / harness);
+  for (const char* harness : {"bitmap", "e1file", "rangefile", "frames", "qvlog", "ini", "wordcleave", "ftfile"}) {
+    fs::create_directories(root / harness);
+  }
   bitmapSeed(root / "bitmap");
-  fieldSeed(root / "e1file");
+  fieldSeed<E1Indexer>(root / "e1file" / "seven-records.e1");
+  fieldSeed<RangeIndexer>(root / "rangefile" / "seven-records.range");
   logSeeds(root);
   textSeed(root / "wordcleave");
   fullTextSeed(root / "ftfile");

@@ -65,7 +65,9 @@ void SFWAHChunks::appendFrom(SFWAHChunks& source, uint32_t count) {
   }
 }
 
-void SFWAHChunks::appendWords(const uint32_t* words, uint32_t count) {
+void SFWAHChunks::appendWords(std::span<const uint32_t> span) {
+  const uint32_t* words = span.data();
+  auto count = static_cast<uint32_t>(span.size());
   while (count != 0) {
     if (m_chunks.empty() || m_chunks.back().used + 4 > m_chunks.back().capacity) {
       makeChunk(count * 4 > sfwah::kChunkBytes ? count * 4 : sfwah::kChunkBytes);

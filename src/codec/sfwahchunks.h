@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <vector>
 
 #include "codec/sfwahtuning.h"
@@ -42,7 +43,7 @@ class SFWAHChunks {
   }
   // Appends `count` words at once: the room left in the last chunk first,
   // then one chunk for the rest.
-  void appendWords(const uint32_t* words, uint32_t count);
+  void appendWords(std::span<const uint32_t> words);
   // Ends the segment of the words appended since the last close.
   void closeSegment();
   // Adds a filled chunk (the record is copied; its block stays where it is).

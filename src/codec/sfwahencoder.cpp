@@ -308,7 +308,9 @@ uint32_t SFWAHEncoder::mergeCount(uint32_t count, uint32_t add, uint32_t fullWor
   return sum;
 }
 
-void SFWAHEncoder::putWords(const uint32_t* words, uint32_t count) {
+void SFWAHEncoder::putWords(std::span<const uint32_t> span) {
+  const uint32_t* words = span.data();
+  const auto count = static_cast<uint32_t>(span.size());
   markWords(words, count);
   // Words after the last plain literal may join the next call's: they go
   // word by word.
@@ -366,7 +368,7 @@ uint32_t SFWAHEncoder::nextMergeStretch(uint32_t from, uint32_t end) const {
 uint32_t SFWAHEncoder::putPatterns(const uint32_t* words, uint32_t from, uint32_t stop) {
   for (uint32_t i = from;;) {
     const uint32_t at = nextMark(m_patternMarks, i, stop);
-    if (at != i) m_out->appendWords(words + i, at - i);
+    if (at != i) m_out->appendWords({words + i, at - i});
     if (at == stop) return stop;
     const uint32_t first = words[at];
     const uint32_t middle = words[at + 1];

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 
 #include <vector>
 
@@ -75,7 +76,7 @@ class SFWAHEncoder {
   // fill) leftmost first and every other word as it stands: so those
   // stretches are stored from marks found four words at a time, and only
   // the others and the words after the last plain literal go word by word.
-  void putWords(const uint32_t* words, uint32_t count);
+  void putWords(std::span<const uint32_t> words);
   // Stores everything cached, then the tail word and the tail length. The
   // owner closes the segment of its chunks next.
   void finish();

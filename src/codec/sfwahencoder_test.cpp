@@ -163,7 +163,7 @@ TEST(SFWAHEncoder, PutWordsMatchesWordByWord) {
     SFWAHVector vector(nullptr);
     for (uint32_t at = 0; at < length;) {
       const uint32_t count = std::min<uint32_t>(length - at, random() % 3 == 0 ? random() % 5 : random() % 700);
-      vector.encoder()->putWords(logical.data() + at, count);
+      vector.encoder()->putWords({logical.data() + at, count});
       at += count;
     }
     vector.encoder()->finish();

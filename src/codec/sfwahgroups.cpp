@@ -137,7 +137,9 @@ void SFWAHGroupReader::consume(uint32_t used, uint32_t held) {
   m_kept = held - used;
 }
 
-void putGroups(uint32_t* groups, uint32_t count, SFWAHEncoder& out) {
+void putGroups(std::span<uint32_t> span, SFWAHEncoder& out) {
+  uint32_t* groups = span.data();
+  const auto count = static_cast<uint32_t>(span.size());
   if (count == 0) return;
   // Blocks of 32 groups: a bit per group where a word starts (every literal,
   // the first group of each run, a run carried over from the block before
@@ -187,7 +189,7 @@ void putGroups(uint32_t* groups, uint32_t count, SFWAHEncoder& out) {
     }
   }
   *at++ = finished(word, start, count);
-  out.putWords(words, static_cast<uint32_t>(at - words));
+  out.putWords({words, at});
 }
 
 bool preferGroups(SFWAHChunks& first, SFWAHChunks& second) {

@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <span>
 #include <vector>
 
 #include "codec/sfwahchunks.h"
@@ -59,7 +60,7 @@ class SFWAHGroupReader {
 // one fill, every other group as a literal. The encoder merges a run cut by
 // a window's end, so the stored words are those of putting group by group.
 // The logical words are gathered over the groups, which are lost.
-void putGroups(uint32_t* groups, uint32_t count, SFWAHEncoder& out);
+void putGroups(std::span<uint32_t> groups, SFWAHEncoder& out);
 
 // True when the segments at both read positions have at most
 // sfwah::kGroupWayLimit groups per stored word, judged by the first side's first
@@ -112,7 +113,7 @@ bool combineGroups(SFWAHChunks& first, SFWAHChunks& second, SFWAHEncoder& out, C
     }
     a.consume(n, heldA);
     b.consume(n, heldB);
-    putGroups(result.data(), n, out);
+    putGroups({result.data(), n}, out);
   }
 }
 

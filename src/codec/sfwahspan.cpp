@@ -1,17 +1,12 @@
 #include "codec/sfwahspan.h"
 
-#include <cstdlib>
+#include <immintrin.h>
+
 #include <cstring>
 
 #include "codec/sfwahbytes.h"
+#include "platform/platform.h"
 #include "storage/endian.h"
-
-// Not on Windows: GCC there may spill vectors with aligned moves to a stack
-// it has not aligned to 32 bytes.
-#if (defined(__x86_64__) || defined(__i386__)) && (defined(__GNUC__) || defined(__clang__)) && !defined(_WIN32)
-#define QUERN_SPAN_X86 1
-#include <immintrin.h>
-#endif
 
 namespace quern::sfwah {
 
@@ -32,8 +27,6 @@ SpanSums sumsByWord(const uint8_t* data, uint32_t count) {
   }
   return sums;
 }
-
-#if defined(QUERN_SPAN_X86)
 
 // By the top three bits, the groups a word stands for: a fixed part, a field
 // at a shift (a fill's count, a compact word's fill bytes) and, for FLF, its
@@ -183,14 +176,12 @@ QUERN_AVX2 SpanSums sumsAvx2(const uint8_t* data, uint32_t count) {
   return sums;
 }
 
-#endif
-
 // The fastest way, or the one QUERN_SPAN_WAY names if this processor has
 // it: to measure or test a slower way on a machine that has a faster one.
 const SpanWay& chosenWay() {
   static const SpanWay way = [] {
     const std::vector<SpanWay> ways = spanWays();
-    const char* named = std::getenv("QUERN_SPAN_WAY");
+    const char* named = platform::vectorWayOverride();
     for (const SpanWay& candidate : ways) {
       if (named != nullptr && std::strcmp(candidate.name, named) == 0) return candidate;
     }
@@ -207,13 +198,9 @@ SpanSums sumSpan(const uint8_t* data, uint32_t count) { return chosenWay().sums(
 
 std::vector<SpanWay> spanWays() {
   std::vector<SpanWay> ways;
-#if defined(QUERN_SPAN_X86)
-  __builtin_cpu_init();
-  if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vpopcntdq")) {
-    ways.push_back({"avx512", onesAvx512, sumsAvx512});
-  }
-  if (__builtin_cpu_supports("avx2")) ways.push_back({"avx2", onesAvx2, sumsAvx2});
-#endif
+  const platform::VectorUnits units = platform::vectorUnits();
+  if (units.avx512) ways.push_back({"avx512", onesAvx512, sumsAvx512});
+  if (units.avx2) ways.push_back({"avx2", onesAvx2, sumsAvx2});
   ways.push_back({"word", onesByWord, sumsByWord});
   return ways;
 }

@@ -1,9 +1,9 @@
 // Sums over runs of stored words, read many at a time: the one bits, and
 // the bits they stand for. Counting and top pass over every stored word of a
 // vector, so they read them with AVX-512 or AVX2 where the processor has
-// them (chosen once, at first use; x86 builds other than Windows), else a
-// word at a time. The environment variable QUERN_SPAN_WAY ("avx512",
-// "avx2", "word") picks a way the processor has instead. Every way gives
+// them (chosen once, at first use, from what the platform layer allows),
+// else a word at a time. The platform's way override (QUERN_SPAN_WAY)
+// picks a way the processor has instead. Every way gives
 // the same sums, wrapping at 2^32 as a word-at-a-time sum does.
 #pragma once
 

@@ -139,8 +139,8 @@ int32_t IniFile::Load(const char* path) {
     return -2;
   }
   // A read error must not pass for a shorter file.
-  if (file->error()) return -1;
-  file->close();
+  // Nor may a file the system failed to close: a run stops on any file fault.
+  if (file->error() || !file->close()) return -1;
   m_modified = modificationStamp(path);
   return 0;
 }

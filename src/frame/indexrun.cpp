@@ -32,8 +32,10 @@ void RunIndex(const char* configPath, const FieldsInfo& fields) {
   for (;;) {
     {
       IndexWriter writer(dir, fields, config.cacheValueSize());
-      writer.setCollector(std::make_unique<Collector>(&writer, config.inPath()));
-      position = writer.collector()->Collect(position, end);
+      auto owned = std::make_unique<Collector>(&writer, config.inPath());
+      Collector& collector = *owned;
+      writer.setCollector(std::move(owned));
+      position = collector.Collect(position, end);
       writer.flush();
       writer.finish();
     }

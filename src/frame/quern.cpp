@@ -23,20 +23,24 @@ std::vector<std::string>& sliceList() {
 }
 }  // namespace
 
-extern "C" int qrn_indexer_init(const char* logPath, int logOption) {
-  if (!platform::raiseOpenFileLimit(kOpenFileLimit)) {
-    setErrorText(formatText("_setmaxstdio fail, %s", platform::errorText(platform::lastErrno()).c_str()));
-    return -1;
-  }
-  trace_set_path(logPath, logOption);
-  if (crash_keep_init() == -1) {
-    setErrorText(formatText("crash keep init fail, %d", static_cast<int>(platform::lastSystemError())));
-    return -1;
-  }
-  return 0;
+extern "C" int qrn_indexer_init(const char* logPath, int logOption) noexcept {
+  // The guard only stands for an allocation failure: the two refusals set
+  // their own text and leave the error number alone.
+  return guardExport(-1, [&] {
+    if (!platform::raiseOpenFileLimit(kOpenFileLimit)) {
+      setErrorText(formatText("_setmaxstdio fail, %s", platform::errorText(platform::lastErrno()).c_str()));
+      return -1;
+    }
+    trace_set_path(logPath, logOption);
+    if (crash_keep_init() == -1) {
+      setErrorText(formatText("crash keep init fail, %d", static_cast<int>(platform::lastSystemError())));
+      return -1;
+    }
+    return 0;
+  });
 }
 
-extern "C" int qrn_indexer_run(int argc, char** argv) {
+extern "C" int qrn_indexer_run(int argc, char** argv) noexcept {
   return guardExport(-1, [&] {
     if (argc < 3 || argv == nullptr || argv[1] == nullptr || argv[2] == nullptr) return 0;
     const std::string mode = argv[1];
@@ -49,11 +53,11 @@ extern "C" int qrn_indexer_run(int argc, char** argv) {
   });
 }
 
-extern "C" const char* qrn_indexer_error(void) { return errorText(); }
+extern "C" const char* qrn_indexer_error(void) noexcept { return errorText(); }
 
-extern "C" int qrn_indexer_error_num(void) { return errorNumber(); }
+extern "C" int qrn_indexer_error_num(void) noexcept { return errorNumber(); }
 
-extern "C" int qrn_indexer_slice(const char* path) {
+extern "C" int qrn_indexer_slice(const char* path) noexcept {
   return guardExport(-1, [&] {
     CQvlogReader reader(path);
     sliceList().clear();
@@ -70,9 +74,11 @@ extern "C" int qrn_indexer_slice(const char* path) {
   });
 }
 
-extern "C" const char* qrn_indexer_block(unsigned int index) {
-  static std::string text;
-  if (index >= sliceList().size()) return nullptr;
-  text = sliceList()[index];
-  return text.c_str();
+extern "C" const char* qrn_indexer_block(unsigned int index) noexcept {
+  return guardExport<const char*>(nullptr, [&]() -> const char* {
+    static std::string text;
+    if (index >= sliceList().size()) return nullptr;
+    text = sliceList()[index];
+    return text.c_str();
+  });
 }

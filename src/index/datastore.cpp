@@ -4,13 +4,12 @@
 
 #include "base/exception.h"
 #include "base/guard.h"
+#include "index/storeformat.h"
 #include "storage/closingblock.h"
 
 namespace quern {
 
-namespace {
-constexpr uint32_t kEntrySize = 16;
-}
+using storeformat::kEntrySize;
 
 // ---- CDataWriter ------------------------------------------------------------
 
@@ -26,10 +25,7 @@ void CDataWriter::addRecord(uint32_t firstRecord, uint64_t logOffset, const std:
     m_lastPath = logPath;
     m_paths.push_back(logPath);
   }
-  CFileOutput& file = m_output->file();
-  file.writeInt(static_cast<int32_t>(firstRecord));
-  file.writeInt64(static_cast<int64_t>(logOffset));
-  file.writeInt(static_cast<int32_t>(m_paths.size() - 1));
+  storeformat::writeEntry(m_output->file(), {firstRecord, logOffset, static_cast<uint32_t>(m_paths.size() - 1)});
 }
 
 void CDataWriter::finish() {
@@ -79,9 +75,9 @@ void CDataReader::read(const char* basePath) {
   for (uint32_t row = 0; row < count; ++row) {
     needTable(4);
     const uint32_t length = static_cast<uint32_t>(file.readInt());
-    if (length > kMaxPathSize) QRN_RAISE(2, "path_size %u is invalid", length);
+    if (length > storeformat::kMaxPathSize) QRN_RAISE(2, "path_size %u is invalid", length);
     needTable(length);
-    char text[kMaxPathSize];
+    char text[storeformat::kMaxPathSize];
     file.readChars(text, length);
     raiseAs(QRN_SITE(2), "m_datas push_back", [&] {
       m_logs.emplace_back(text, length);
@@ -90,11 +86,9 @@ void CDataReader::read(const char* basePath) {
 
   file.seek(0);
   for (int64_t at = 0; at < table; at += kEntrySize) {
-    const uint32_t first = static_cast<uint32_t>(file.readInt());
-    const uint64_t offset = static_cast<uint64_t>(file.readInt64());
-    const uint32_t pathIndex = static_cast<uint32_t>(file.readInt());
-    if (pathIndex >= m_logs.size()) QRN_RAISE(2, "read %s fail, path index %u is invalid", basePath, pathIndex);
-    m_entries.emplace(first, Entry{offset, pathIndex});  // a repeated id keeps the earlier entry
+    const storeformat::Entry entry = storeformat::readEntry(file);
+    if (entry.pathRow >= m_logs.size()) QRN_RAISE(2, "read %s fail, path index %u is invalid", basePath, entry.pathRow);
+    m_entries.emplace(entry.firstRecord, Entry{entry.logOffset, entry.pathRow});  // a repeated id keeps the earlier entry
   }
 }
 

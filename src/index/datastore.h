@@ -1,10 +1,7 @@
 // The data store (store.di): per log block that gave records, the first
 // record id, the block's offset in the log and the log's path. It keeps no
 // record contents; it turns a record id into a locator "name:offset:ordinal".
-//
-// Layout: 16-byte entries (u32 first id, u64 log offset, u32 path row) from
-// offset 0, then the path table at P (u32 count; per row u32 length, bytes),
-// then the closing block holding P.
+// The layout is in index/storeformat.h.
 #pragma once
 
 #include <cstdint>
@@ -40,8 +37,6 @@ class CDataWriter {
 
 class CDataReader {
  public:
-  static constexpr uint32_t kMaxPathSize = 1024;
-
   // Reads the whole store `basePath` + ".di"; a store without a valid closing
   // block (an interrupted run) is refused.
   explicit CDataReader(const char* basePath);

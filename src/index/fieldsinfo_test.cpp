@@ -2,8 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include "base/suspend.h"
 #include "index/indexerfactory.h"
-#include "support/raises.h"
+#include "support/sfwah.h"
 #include "support/tempdir.h"
 
 namespace quern {
@@ -49,12 +50,41 @@ TEST(FieldsInfo, BadTablesAreRefused) {
                      "indexer 0 is invalid"));
 }
 
-// Range and full-text kinds take the unknown kind's path until they exist.
+// The full-text kind takes the unknown kind's path until it exists.
 TEST(IndexerFactories, UnknownKindsAreRefused) {
   const auto three = static_cast<IndexerKind>(3);
   EXPECT_TRUE(raises([&] { IndexerFactory::instance().create(three, nullptr); }, 1, "invalid indexer 3"));
   EXPECT_TRUE(raises([&] { IndexReaderFactory::instance().create(three, "x"); }, 1, "invalid index reader"));
   EXPECT_TRUE(raises([&] { IndexMergerFactory::instance().create(three, 1); }, 1, "invalid index merger"));
+}
+
+// The range kind through the three factories: its sets are cumulative, so
+// "b" of b, a, c, b holds records 1, 2 and 4, in the file and after a merge.
+TEST(IndexerFactories, RangeKindIsMadeForRange) {
+  test::TempDir dir;
+  const std::string path = dir.file("f.range");
+  std::unique_ptr<FieldIndexer> indexer = IndexerFactory::instance().create(IndexerKind::Range, nullptr);
+  for (const char* value : {"b", "a", "c", "b"}) indexer->add(value, 1);
+  {
+    COutputDesc output(std::make_unique<CFileOutput>(path.c_str()));
+    indexer->write(&output);
+  }
+  std::unique_ptr<FieldIndexReader> reader = IndexReaderFactory::instance().create(IndexerKind::Range, path);
+  EXPECT_EQ(test::bitsOf(*reader->search("b", 1)), test::bitsWithOnes(4, {1, 2, 4}));
+
+  Suspender suspender(1, 1);
+  Suspender::setCurrent(&suspender);
+  const std::string merged = dir.file("m.range");
+  {
+    std::unique_ptr<FieldMerger> merger = IndexMergerFactory::instance().create(IndexerKind::Range, 1);
+    reader->close();
+    merger->insert(reader.get());
+    COutputDesc output(std::make_unique<CFileOutput>(merged.c_str()));
+    merger->merge(&output);
+  }
+  Suspender::setCurrent(nullptr);
+  reader = IndexReaderFactory::instance().create(IndexerKind::Range, merged);
+  EXPECT_EQ(test::bitsOf(*reader->search("b", 1)), test::bitsWithOnes(4, {1, 2, 4}));
 }
 
 }  // namespace

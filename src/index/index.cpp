@@ -6,7 +6,6 @@
 #include "base/exception.h"
 #include "base/guard.h"
 #include "index/indexerfactory.h"
-#include "intake/collector.h"
 #include "platform/platform.h"
 #include "storage/endian.h"
 
@@ -66,7 +65,7 @@ void IndexWriter::release() {
   m_collector.reset();
 }
 
-void IndexWriter::setCollector(std::unique_ptr<Collector> collector) { m_collector = std::move(collector); }
+void IndexWriter::setCollector(std::unique_ptr<RecordSource> collector) { m_collector = std::move(collector); }
 
 uint8_t* IndexWriter::newRecord(uint32_t size) {
   if (size > UINT32_MAX - 4) QRN_RAISE(2, "record size(%u) is invalid", size);

@@ -17,7 +17,13 @@
 
 namespace quern {
 
-class Collector;
+// What feeds a writer its records during a pass (the intake's Collector).
+// The writer owns it and destroys it after everything else; the feeder's
+// floor stands above this one, so the writer knows it by this base only.
+class RecordSource {
+ public:
+  virtual ~RecordSource() = default;
+};
 
 // Writes `directory` + "index.desc" with the record count and the field
 // names; raises level 2 "save %s failed" when the file cannot be written.
@@ -47,8 +53,7 @@ class IndexWriter {
   CDataWriter* store() { return m_store.get(); }
   uint32_t recordCount() const { return m_recordCount; }
   // The pass's feeder, owned from here on; destroyed after everything else.
-  void setCollector(std::unique_ptr<Collector> collector);
-  Collector* collector() { return m_collector.get(); }
+  void setCollector(std::unique_ptr<RecordSource> collector);
 
  private:
   void addBlob(const uint8_t* blob);
@@ -61,7 +66,7 @@ class IndexWriter {
   uint32_t m_recordCount = 0;
   uint32_t m_capacity = 1;
   std::vector<uint8_t*> m_valueBatch;
-  std::unique_ptr<Collector> m_collector;
+  std::unique_ptr<RecordSource> m_collector;
   std::unique_ptr<CMemCache> m_fieldCache;
   std::unique_ptr<CMemCache> m_valueCache;
   std::vector<std::unique_ptr<FieldIndexer>> m_indexers;

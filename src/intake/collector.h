@@ -15,6 +15,7 @@
 #include <map>
 #include <string>
 
+#include "index/index.h"
 #include "intake/qvlogreader.h"
 
 namespace quern {
@@ -25,7 +26,7 @@ class IndexWriter;
 // of other types; null at the end of the block.
 const uint8_t* nextRecordFrame(CQvlogIterator& frames, FrameHeader& header);
 
-class Collector {
+class Collector : public RecordSource {
  public:
   static constexpr uint32_t kGroupLevels = 15;
   static constexpr uint32_t kMaxGroupCount = 1000000;
@@ -37,7 +38,7 @@ class Collector {
   // Reads groups.ini from the current directory; raises level 2 on a null
   // writer (not owned) or a bad groups.ini.
   Collector(IndexWriter* writer, const char* logPath);
-  virtual ~Collector() = default;
+  ~Collector() override = default;
   Collector(const Collector&) = delete;
   Collector& operator=(const Collector&) = delete;
 

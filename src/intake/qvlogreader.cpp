@@ -7,6 +7,7 @@
 
 #include "base/exception.h"
 #include "base/guard.h"
+#include "platform/platform.h"
 
 namespace quern {
 
@@ -86,7 +87,16 @@ CQvlogReader::~CQvlogReader() {
   m_iterator.reset();
 }
 
-void CQvlogReader::Open() { m_input = std::make_unique<CFileInput>(m_path.c_str()); }
+void CQvlogReader::Open() {
+  // A pipe without a writer would block the open, a device or a directory
+  // would be misread: only plain files are logs. A path that cannot be asked
+  // about is left to the open, which names its error.
+  bool regular = false;
+  if (platform::isRegularFile(m_path.c_str(), regular) && !regular) {
+    QRN_RAISE(2, "open file %s failed, not a regular file", m_path.c_str());
+  }
+  m_input = std::make_unique<CFileInput>(m_path.c_str());
+}
 
 CQvlogIterator* CQvlogReader::ReadBlock(LogBlockHeader* header, int decompress) {
   if (header == nullptr) {

@@ -119,6 +119,10 @@ TEST(QvlogReader, SkippedPayloadsAndNullArguments) {
   EXPECT_THAT(test::failureText([] { CQvlogReader reader(nullptr); }),
               ::testing::AllOf(HasSubstr("construct CQvlogReader fail, qvlogreader:"),
                                HasSubstr(",invalid param, file is null")));
+  // A directory is no log, and is refused before anything is read.
+  CQvlogReader directory(dir.path().c_str());
+  EXPECT_THAT(test::failureText([&] { directory.ReadBlock(&header, 1); }),
+              HasSubstr("open file " + dir.path() + " failed, not a regular file"));
 }
 
 // Random frames in random blocks against a plain model of what was written.

@@ -5,6 +5,7 @@
 
 #include "base/exception.h"
 #include "base/guard.h"
+#include "index/fieldtable.h"
 #include "storage/endian.h"
 
 namespace quern {
@@ -155,15 +156,10 @@ void E1Indexer::write(COutputDesc* output) {
   }
 
   CFileOutput& file = output->file();
-  file.writeInt(1);
-  file.writeInt(static_cast<int32_t>(m_recordCount));
-  file.writeInt(static_cast<int32_t>(order.size()));
+  fieldtable::writeHead(file, {&m_recordCount, 1}, static_cast<uint32_t>(order.size()));
   for (size_t i = 0; i < order.size(); ++i) {
     if (i + kAhead < order.size()) __builtin_prefetch(m_terms.term(order[i + kAhead]).data());
-    const std::string_view term = m_terms.term(order[i]);
-    file.writeInt(static_cast<int32_t>(term.size()));
-    file.writeChars(term.data(), static_cast<uint32_t>(term.size()));
-    file.writeInt64(static_cast<int64_t>(offsets[i]));
+    fieldtable::writeRow(file, m_terms.term(order[i]), offsets[i]);
   }
   output->writeClosingBlock(static_cast<int64_t>(tableOffset));
 }

@@ -1,8 +1,8 @@
 // E1IndexReader: the reader of an equality field's file (layout in
-// e1indexer.h). Search mode keeps the term table in memory and loads one
-// posting list per lookup; scan mode (`beginScan`/`nextTerm`, for merges)
-// walks the terms and their lists in file order holding only the current
-// term. One thread at a time.
+// e1indexer.h, its table in index/fieldtable.h). Search mode keeps the term
+// table in memory and loads one posting list per lookup; scan mode
+// (`beginScan`/`nextTerm`, for merges) walks the terms and their lists in
+// file order holding only the current term. One thread at a time.
 #pragma once
 
 #include <cstdint>
@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "index/fieldindex.h"
+#include "index/fieldtable.h"
 #include "kinds/e1termtable.h"
 #include "storage/inputdesc.h"
 
@@ -49,38 +50,23 @@ class E1IndexReader : public FieldIndexReader {
   uint32_t scanCursor() const { return m_scanCursor; }
   uint32_t scanTermCount() const { return m_scanTermCount; }
   // Records of each segment, from the file's term table header.
-  const std::vector<uint32_t>& recordCounts() const { return m_recordCounts; }
+  const std::vector<uint32_t>& recordCounts() const { return m_table.recordCounts(); }
 
  private:
   static constexpr uint32_t kScanBuffer = 1u << 16;
-  // Opens `m_input` (on a stream buffer of `readBuffer` bytes, 0 for the
-  // default), tests the closing block and reads the table header;
-  // returns the term count. `descriptorFailure` is raised when no descriptor
-  // can be made.
-  uint32_t openTable(const char* descriptorFailure, uint32_t readBuffer);
   // Reads every term row from `m_input` and fills the term table.
-  void loadRows(uint32_t count);
-  // Reads one term row from `m_input` into `term`; returns its list offset.
-  uint64_t readRow(std::string& term);
-  // The checks of a row against the table bytes left: its fixed part, its
-  // term, its posting offset.
-  void takeRowHead();
-  void takeTerm(uint32_t length);
-  uint64_t checkOffset(uint64_t offset) const;
+  void loadRows();
   // The posting list offset of a loaded term: it ends the term's row.
   uint64_t offsetOf(uint32_t number) const;
-  void loadList(CInputDesc& input, uint64_t offset, SFWAHVector& list);
 
   std::string m_path;
+  FieldTableReader m_table;
   std::unique_ptr<CInputDesc> m_input;
   ZeroedArray<char> m_rows;              // the term rows as the file holds them
   std::unique_ptr<E1TermTable> m_terms;  // numbered in file order, pointing into m_rows
-  std::vector<uint32_t> m_recordCounts;
   uint32_t m_scanTermCount = 0;
   std::unique_ptr<CInputDesc> m_scanInput;
   uint32_t m_scanCursor = 0;
-  int64_t m_tableOffset = 0;  // M: posting lists lie below it
-  int64_t m_tableLeft = 0;    // table bytes not yet read, beyond the minimum
 };
 
 }  // namespace quern

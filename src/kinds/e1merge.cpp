@@ -1,14 +1,10 @@
 #include "kinds/e1merge.h"
 
-#include <cstring>
-#include <exception>
 #include <utility>
 
 #include "base/exception.h"
-#include "base/guard.h"
-#include "base/suspend.h"
-#include "storage/bytearena.h"
-#include "storage/endian.h"
+#include "index/fieldtable.h"
+#include "kinds/mergewalk.h"
 
 namespace quern {
 
@@ -22,12 +18,7 @@ E1IndexMergeEntry::E1IndexMergeEntry(E1IndexReader* reader, uint32_t ordinal)
 }
 
 bool E1IndexMergeEntry::lessThan(const CEntry* a, const CEntry* b) const {
-  const auto* x = static_cast<const E1IndexMergeEntry*>(a);
-  const auto* y = static_cast<const E1IndexMergeEntry*>(b);
-  if (x == nullptr || y == nullptr) QRN_RAISE(2, "Invalid param");
-  // std::string compares as unsigned bytes, the shorter first on a tie.
-  const int order = x->m_term.compare(y->m_term);
-  return order < 0 || (order == 0 && x->m_ordinal < y->m_ordinal);
+  return mergewalk::less<E1IndexMergeEntry>(a, b);
 }
 
 bool E1IndexMergeEntry::advance() {
@@ -36,101 +27,20 @@ bool E1IndexMergeEntry::advance() {
   return true;
 }
 
-void E1IndexMergeEntry::pad(SFWAHVector* merged) {
-  if (merged == nullptr) QRN_RAISE(2, "Invalid param");
+void E1IndexMergeEntry::standIn(SFWAHVector& merged) {
   // The zero segments are the same for every term that lacks this source:
   // encoded once, then copied.
-  if (!m_padding) {
-    m_padding = std::make_unique<SFWAHVector>(nullptr);
-    for (uint32_t count : m_reader->recordCounts()) {
-      m_padding->encoder()->appendZeros(count);
-      m_padding->setLength(m_padding->length() + count);
-      m_padding->encoder()->finish();
-      m_padding->chunks()->closeSegment();
-    }
-  }
+  if (!m_padding) m_padding = fieldtable::noRecords(m_reader->recordCounts());
   m_padding->chunks()->rewind();
-  merged->append(m_padding.get());
-  merged->setLength(merged->length() + m_padding->length());
+  merged.append(m_padding.get());
+  merged.setLength(merged.length() + m_padding->length());
 }
 
 // ---- E1IndexMerger --------------------------------------------------------------
 
-void E1IndexMerger::add(std::unique_ptr<E1IndexMergeEntry> entry) {
-  const E1IndexMergeEntry* raw = entry.get();
-  // An entry refused by the queue must not stay behind in the list.
-  const auto dropRefused = [&] {
-    if (!m_entries.empty() && m_entries.back().get() == raw) m_entries.pop_back();
-  };
-  raiseAs(QRN_SITE(2), "m_merger insert", [&] {
-    m_entries.push_back(std::move(entry));
-    put(m_entries.back().get());
-  }, [&] { dropRefused(); });
-}
+void E1IndexMerger::add(std::unique_ptr<E1IndexMergeEntry> entry) { mergewalk::enter(*this, m_entries, std::move(entry)); }
 
-void E1IndexMerger::merge(COutputDesc* output) {
-  if (output == nullptr) QRN_RAISE(2, "invalid param(desc)");
-  const auto sources = static_cast<int64_t>(m_entries.size());
-  // One term's vector at a time, emptied behind each on a cache that is
-  // rewound: terms after the first allocate nothing.
-  CMemCache scratch;
-  SFWAHVector merged(&scratch);
-  bool open = false;  // a term is being merged
-  std::string lastTerm;
-  int64_t lastOrdinal = sources;
-  uint64_t offset = 0;
-  // Terms leave the queue in ascending order, so the rows need no sorting:
-  // they are kept as the term table's image.
-  ByteArena rows;
-  uint32_t rowCount = 0;
-
-  // Pads the sources behind the last one that had the term, then writes it.
-  const auto completeTerm = [&] {
-    for (int64_t o = lastOrdinal + 1; o < sources; ++o) m_entries[static_cast<size_t>(o)]->pad(&merged);
-    merged.chunks()->writeTo(output);
-    char* row = rows.append(sizeof(uint32_t) + lastTerm.size() + sizeof(uint64_t));
-    storeLE32(row, static_cast<uint32_t>(lastTerm.size()));
-    std::memcpy(row + sizeof(uint32_t), lastTerm.data(), lastTerm.size());
-    storeLE64(row + sizeof(uint32_t) + lastTerm.size(), offset);
-    ++rowCount;
-    offset += merged.chunks()->imageBytes();
-    merged.chunks()->clear();
-    merged.setLength(0);
-    scratch.rewind();
-  };
-
-  Suspender::CheckSuspend();
-  while (CEntry* top = this->top()) {
-    auto* entry = static_cast<E1IndexMergeEntry*>(top);
-    if (!open || entry->term() != lastTerm) {
-      if (open) completeTerm();
-      open = true;
-      lastOrdinal = -1;
-    }
-    for (int64_t o = lastOrdinal + 1; o < entry->ordinal(); ++o) m_entries[static_cast<size_t>(o)]->pad(&merged);
-    merged.append(entry->vector());
-    lastTerm = entry->term();
-    lastOrdinal = entry->ordinal();
-    if (entry->advance()) {
-      adjustTop();
-    } else {
-      removeTop();
-    }
-    Suspender::CheckSuspend();
-  }
-  if (open) completeTerm();
-
-  CFileOutput& file = output->file();
-  uint32_t segments = 0;
-  for (const auto& entry : m_entries) segments += static_cast<uint32_t>(entry->recordCounts().size());
-  file.writeInt(static_cast<int32_t>(segments));
-  for (const auto& entry : m_entries) {
-    for (uint32_t count : entry->recordCounts()) file.writeInt(static_cast<int32_t>(count));
-  }
-  file.writeInt(static_cast<int32_t>(rowCount));
-  rows.writeTo(file);
-  output->writeClosingBlock(static_cast<int64_t>(offset));
-}
+void E1IndexMerger::merge(COutputDesc* output) { mergewalk::run(*this, m_entries, output); }
 
 // ---- E1Merger -----------------------------------------------------------------
 

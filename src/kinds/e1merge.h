@@ -3,6 +3,7 @@
 // copied one behind the other, with zero segments standing in for sources
 // that lack the term. No bitmap is decoded and no record renumbered: the
 // result keeps every source segment, so merged files may be merged again.
+// The walk itself is shared with the Range merge: kinds/mergewalk.h.
 #pragma once
 
 #include <cstdint>
@@ -28,12 +29,13 @@ class E1IndexMergeEntry : public CEntry {
 
   // Loads the next term; false (the current one kept) when there is none.
   bool advance();
-  // Appends one all-zero segment per segment of this source to `merged`.
-  void pad(SFWAHVector* merged);
+  // Stands in for this source where it lacks a term: one all-zero segment
+  // per segment of the source, appended to `merged`.
+  void standIn(SFWAHVector& merged);
 
-  const std::string& term() const { return m_term; }
+  const std::string& key() const { return m_term; }
   uint32_t ordinal() const { return m_ordinal; }
-  SFWAHVector* vector() const { return m_vector.get(); }
+  SFWAHVector* set() const { return m_vector.get(); }
   const std::vector<uint32_t>& recordCounts() const { return m_reader->recordCounts(); }
 
  private:

@@ -1,21 +1,16 @@
 #include "kinds/ftindexreader.h"
 
 #include <algorithm>
-#include <new>
 
 #include "base/exception.h"
 #include "base/guard.h"
 #include "codec/posintersect.h"
+#include "index/fieldtable.h"
 #include "storage/closingblock.h"
 #include "storage/endian.h"
 #include "wordcleave.h"
 
 namespace quern {
-
-namespace {
-// The smallest table: segment count and term count.
-constexpr int64_t kMinTableBytes = 8;
-}  // namespace
 
 FtIndexReader::FtIndexReader(const char* path) {
   if (path == nullptr) QRN_RAISE(2, "Invalid param(file)");
@@ -48,39 +43,23 @@ FtIndexReader::~FtIndexReader() {
 
 uint32_t FtIndexReader::openTable(const char* descriptorFailure, uint32_t readBuffer) {
   m_input.reset();
-  try {
-    m_input = std::make_unique<CInputDesc>(std::make_unique<CFileInput>(m_path.c_str(), readBuffer));
-  } catch (const std::bad_alloc&) {
-    QRN_RAISE(2, "%s", descriptorFailure);
-  }
-  CFileInput& file = m_input->file();
-  file.seekFromEnd(closing::kSize);
-  int64_t table = 0;
-  if (m_input->readClosingBlock(table) == 0) QRN_RAISE(2, "read %s fail, checksum incorrect", m_path.c_str());
-  const int64_t tableEnd = file.size() - closing::kSize;
-  if (table < 0 || table > tableEnd - kMinTableBytes) {
-    QRN_RAISE(2, "read %s fail, table offset %lld is invalid", m_path.c_str(), static_cast<long long>(table));
-  }
-  m_tableOffset = table;
-  file.seek(table);
-  // Counts are checked against the bytes the table has, so damage never
-  // allocates much.
-  int64_t left = tableEnd - table - kMinTableBytes;
-  const auto segments = static_cast<uint32_t>(file.readInt());
-  if (segments > left / 4) QRN_RAISE(2, "read %s fail, segment count %u is invalid", m_path.c_str(), segments);
-  left -= int64_t{4} * segments;
-  m_segments.clear();
-  m_segments.reserve(segments);
+  static const FieldTableTexts kTexts{"read", "checksum incorrect", "term", "term offset", "list"};
+  FieldTableReader table(kTexts);
+  m_input = table.open(m_path, readBuffer, descriptorFailure);
+  m_segments = table.recordCounts();
   uint64_t records = 0;
-  for (uint32_t i = 0; i < segments; ++i) {
-    m_segments.push_back(static_cast<uint32_t>(file.readInt()));
-    records += m_segments.back();
-  }
+  for (uint32_t count : m_segments) records += count;
   if (records > UINT32_MAX) {
     QRN_RAISE(2, "read %s fail, segments of %llu records", m_path.c_str(), static_cast<unsigned long long>(records));
   }
-  const auto count = static_cast<uint32_t>(file.readInt());
-  if (count > left / kRowBytes) QRN_RAISE(2, "read %s fail, term count %u is invalid", m_path.c_str(), count);
+  // The table's head lies between T and the first row; the rows, of a fixed
+  // size here, must fit the bytes before the closing block.
+  CFileInput& file = m_input->file();
+  m_tableOffset = file.position() - fieldtable::kMinTableBytes - int64_t{4} * static_cast<int64_t>(m_segments.size());
+  const uint32_t count = table.rowCount();
+  if (count > (file.size() - closing::kSize - file.position()) / kRowBytes) {
+    QRN_RAISE(2, "read %s fail, term count %u is invalid", m_path.c_str(), count);
+  }
   m_lastTerm = -1;
   m_lastEnd = 0;
   return count;

@@ -13,6 +13,7 @@ std::atomic<uint64_t> g_target{0};
 std::atomic<uint64_t> g_seen{0};
 std::atomic<unsigned> g_mask{0};
 std::atomic<Effect> g_effect{Effect::None};
+std::atomic<bool> g_skipSync{false};
 }  // namespace
 
 void arm(uint64_t nth, Effect effect, unsigned opMask) {
@@ -26,6 +27,10 @@ void arm(uint64_t nth, Effect effect, unsigned opMask) {
 void disarm() { detail::g_armed = false; }
 
 uint64_t seen() { return g_seen; }
+
+void skipDiskSync(bool skip) { g_skipSync = skip; }
+
+bool diskSyncSkipped() { return g_skipSync.load(std::memory_order_relaxed); }
 
 Effect detail::hitSlow(Op op) {
   if ((g_mask.load() & static_cast<unsigned>(op)) == 0) return Effect::None;

@@ -29,6 +29,10 @@ void arm(uint64_t nth, Effect effect = Effect::Fail, unsigned opMask = kAllOps);
 void disarm();
 // Operations in the mask seen since the last `arm`.
 uint64_t seen();
+// Tests that run thousands of writes may leave the forcing of files to disk
+// out; the sync operation is still counted and can still fail.
+void skipDiskSync(bool skip);
+bool diskSyncSkipped();
 
 namespace detail {
 extern std::atomic<bool> g_armed;

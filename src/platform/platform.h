@@ -81,6 +81,10 @@ bool fileExists(const char* path);
 bool modificationTime(const char* path, int64_t& seconds);
 bool setModificationTime(const char* path, int64_t seconds);
 bool isDirectory(const char* path, bool& directory);
+// Whether `path` names a plain file on disk: not a directory, a pipe or a
+// device, which a read could hang on or misread. False when it cannot be
+// asked, with the system's error set.
+bool isRegularFile(const char* path, bool& regular);
 // As `isDirectory`, but a link to a directory counts as none, so that a walk
 // that deletes what it finds never leaves the tree it was given.
 bool isPlainDirectory(const char* path, bool& directory);
@@ -107,8 +111,23 @@ void* allocatePages(size_t bytes);
 void freePages(void* pages, size_t bytes);
 // Allows at least `count` files open at once.
 bool raiseOpenFileLimit(int count);
+// Allows exactly `count` files open at once, lowering the limit too; false
+// where the system refuses that number.
+bool setOpenFileLimit(int count);
 // Seconds since the Unix epoch.
 int64_t currentTime();
+
+// The vector units that hand-vectorised loops may use on this processor and
+// system: AVX2, and AVX-512 with VPOPCNTDQ. Asked once by each caller.
+struct VectorUnits {
+  bool avx2 = false;
+  bool avx512 = false;
+};
+VectorUnits vectorUnits();
+// The way of reading vectors that the environment variable QUERN_SPAN_WAY
+// names ("avx512", "avx2", "word"), to measure or test a slower way on a
+// processor that has a faster one; null when it is not set.
+const char* vectorWayOverride();
 
 // ---- threads --------------------------------------------------------------
 

@@ -75,6 +75,13 @@ bool isDirectory(const char* path, bool& directory) {
   return true;
 }
 
+bool isRegularFile(const char* path, bool& regular) {
+  struct stat info;
+  if (stat(path, &info) != 0) return false;
+  regular = S_ISREG(info.st_mode);
+  return true;
+}
+
 bool isPlainDirectory(const char* path, bool& directory) {
   struct stat info;
   if (lstat(path, &info) != 0) return false;
@@ -144,6 +151,13 @@ bool raiseOpenFileLimit(int count) {
     errno = EPERM;
     return false;
   }
+  return setrlimit(RLIMIT_NOFILE, &limit) == 0;
+}
+
+bool setOpenFileLimit(int count) {
+  struct rlimit limit;
+  if (count < 0 || getrlimit(RLIMIT_NOFILE, &limit) != 0) return false;
+  limit.rlim_cur = static_cast<rlim_t>(count);
   return setrlimit(RLIMIT_NOFILE, &limit) == 0;
 }
 

@@ -67,6 +67,21 @@ bool isDirectory(const char* path, bool& directory) {
   return true;
 }
 
+bool isRegularFile(const char* path, bool& regular) {
+  // No access asked: a device or a pipe is only looked at, never opened for reading.
+  const HANDLE handle = CreateFileA(path, 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                    OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+  if (handle == INVALID_HANDLE_VALUE) {
+    errno = ENOENT;
+    return false;
+  }
+  BY_HANDLE_FILE_INFORMATION info;
+  const bool disk = GetFileType(handle) == FILE_TYPE_DISK && GetFileInformationByHandle(handle, &info) != 0;
+  CloseHandle(handle);
+  regular = disk && (info.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
+  return true;
+}
+
 bool isPlainDirectory(const char* path, bool& directory) {
   if (!isDirectory(path, directory)) return false;
   // Junctions and directory links are reparse points.
@@ -123,6 +138,8 @@ void freePages(void* pages, size_t /*bytes*/) {
 }
 
 bool raiseOpenFileLimit(int count) { return _setmaxstdio(count) != -1; }
+
+bool setOpenFileLimit(int count) { return _setmaxstdio(count) != -1; }
 
 int64_t currentTime() { return static_cast<int64_t>(_time64(nullptr)); }
 

@@ -141,6 +141,7 @@ void CFileOutput::open(const char* path) {
 int64_t CFileOutput::position() const { return m_position; }
 
 void CFileOutput::put(const void* buffer, size_t length, const char* what) {
+  if (!m_file) QRN_RAISE(1, "write %s after close", m_path.c_str());
   const size_t written = m_file->write(buffer, length);
   m_position += static_cast<int64_t>(written);
   if (written != length) QRN_RAISE(2, "%s failed, %s", what, systemText().c_str());
@@ -189,8 +190,15 @@ void CFileOutput::copyFrom(CFileInput& source, uint64_t count) {
 }
 
 void CFileOutput::commit() {
+  if (!m_file) QRN_RAISE(1, "commit %s after close", m_path.c_str());
   if (!m_file->flush()) QRN_RAISE(2, "fflush file failed, %s", systemText().c_str());
   if (!m_file->sync()) QRN_RAISE(2, "commit %s fail, %s", m_path.c_str(), systemText().c_str());
+}
+
+void CFileOutput::close() {
+  commit();
+  const std::unique_ptr<platform::File> file = std::move(m_file);
+  if (!file->close()) QRN_RAISE(2, "close %s fail, %s", m_path.c_str(), systemText().c_str());
 }
 
 }  // namespace quern

@@ -59,7 +59,8 @@ class CFileInput {
 class CFileOutput {
  public:
   explicit CFileOutput(const char* path);
-  // Commits (flush and force to disk) and closes; a failure here is logged.
+  // Commits (flush and force to disk) and closes a file still open; a
+  // failure here is logged.
   virtual ~CFileOutput();
   CFileOutput(const CFileOutput&) = delete;
   CFileOutput& operator=(const CFileOutput&) = delete;
@@ -79,6 +80,10 @@ class CFileOutput {
   void copyFrom(CFileInput& source, uint64_t count);
   // Flushes the stream and forces the file to stable storage.
   void commit();
+  // Commits and closes: the end of a file in ordinary flow, where a failure
+  // is raised ("close %s fail, %s" for the close itself) instead of being
+  // logged by the destructor. Nothing may be written after it.
+  void close();
 
  private:
   // Writes all of `buffer` or raises "<what> failed, <error>".

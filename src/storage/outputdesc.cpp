@@ -25,6 +25,7 @@ void COutputDesc::writeClosingBlock(int64_t tableOffset) {
   std::memcpy(block + closing::kPathOffset, path.data(), std::min<size_t>(path.size(), closing::kPathSize));
   storeLE64(block + closing::kChecksumOffset, crc64(block + 8, closing::kSize - 8));
   m_file->writeChars(block, closing::kSize);
+  m_file->close();
 }
 
 }  // namespace quern

@@ -21,7 +21,8 @@ class COutputDesc {
 
   CFileOutput& file() { return *m_file; }
   // Appends the 1024-byte block: checksum, table offset, magic, version,
-  // write time, the path cut to 259 bytes.
+  // write time, the path cut to 259 bytes. The block ends the file: it is
+  // then committed and closed, and a failure of either is raised here.
   void writeClosingBlock(int64_t tableOffset);
 
  private:

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <map>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -16,6 +17,7 @@
 #include "storage/crc.h"
 #include "storage/endian.h"
 #include "support/logdir.h"
+#include "support/rangemodel.h"
 
 namespace quern {
 namespace {
@@ -78,7 +80,26 @@ class RunTest : public ::testing::Test {
                 ":" + std::to_string(f.blockOffset) + ":" + std::to_string(seenInBlock[f.blockOffset]++))
           << "record " << r + 1;
     }
+    // time is a Range field: its values keep cumulative sets.
+    model["time"] = test::cumulative(model["time"]);
     for (const auto& [field, content] : model) EXPECT_EQ(m_log.terms(dir, field), content) << field;
+    expectTimeRanges(dir);
+  }
+
+  // Ranges of time, ends stored or just above a stored value, against the
+  // records' own texts.
+  void expectTimeRanges(const std::string& dir) {
+    test::Values times;
+    for (const TruthFrame* frame : m_records) times.push_back(frame->time);
+    RangeIndexReader reader((dir + "time.range").c_str());
+    std::mt19937 random(7);
+    for (int i = 0; i < 40; ++i) {
+      std::string from = times[random() % times.size()] + std::string(i % 3 == 0, '\0');
+      std::string to = times[random() % times.size()];
+      if (from > to) std::swap(from, to);
+      EXPECT_EQ(test::bitsOrNone(reader.searchRange(from, to), times.size()), test::rangeBits(times, from, to))
+          << from << " to " << to;
+    }
   }
 
   test::LogDir m_log{5, 6, 48u << 10};

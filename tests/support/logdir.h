@@ -1,32 +1,53 @@
 // A generated log in a fresh directory that is the working directory while
-// the object lives, beside a config.ini whose every field is e1 (the range
-// and full-text kinds come later).
+// the object lives, beside the shipped config.ini with one change: result is
+// indexed as e1 until the full-text kind is in the library (that kind
+// removes the override).
 #pragma once
 
 #include <filesystem>
 #include <map>
 #include <memory>
+#include <stdexcept>
 #include <string>
 
 #include "config/config.h"
+#include "config/ini.h"
 #include "frame/indexrun.h"
 #include "index/fieldsinfo.h"
 #include "kinds/e1indexreader.h"
+#include "kinds/rangeindexreader.h"
 #include "qvloggen/qvloggen.h"
 #include "support/sfwah.h"
 #include "support/tempdir.h"
 
 namespace quern::test {
 
-// Every term of a field with its records.
+// Every term of a field with its records; for a Range field, every value
+// with its cumulative set (the records at or below it).
 using Terms = std::map<std::string, Bits>;
+
+// The cumulative sets of a field whose terms are `terms`.
+inline Terms cumulative(const Terms& terms) {
+  Terms sets;
+  Bits running;
+  for (const auto& [value, bits] : terms) {
+    running.resize(bits.size());
+    for (size_t r = 0; r < bits.size(); ++r) running[r] = running[r] || bits[r];
+    sets[value] = running;
+  }
+  return sets;
+}
 
 class LogDir {
  public:
   LogDir(uint64_t seed, uint32_t blocks, uint32_t maxBlock) : home(std::filesystem::current_path()) {
     summary = qvloggen::generate({.seed = seed, .blocks = blocks, .maxBlock = maxBlock}, dir.path());
     std::filesystem::current_path(dir.path());
-    writeFile("config.ini", qvloggen::configIni(true));
+    IniFile shipped;
+    if (shipped.Load(QUERN_CONF_DIR "/config.ini") != 0 || shipped.SetValue("result", "indexer", "e1") != 0 ||
+        shipped.Save("config.ini") != 0) {
+      throw std::runtime_error("cannot copy the shipped config.ini");
+    }
     config = std::make_unique<GlobalConfig>("config.ini");
     fields = std::make_unique<FieldsInfo>(*config);
   }
@@ -47,11 +68,18 @@ class LogDir {
 
   // The terms of `field` in index directory `out`, which ends in "/".
   Terms terms(const std::string& out, const std::string& field) const {
-    E1IndexReader reader((out + field + ".e1").c_str());
+    const uint32_t id = fields->fieldId(field);
+    const std::string path = out + fields->fileName(id);
     Terms content;
-    for (uint32_t i = 0; i < reader.termCount(); ++i) {
-      const std::string term = reader.term(i);
+    const auto take = [&](FieldIndexReader& reader, const std::string& term) {
       content[term] = bitsOf(*reader.search(term.data(), static_cast<uint32_t>(term.size())));
+    };
+    if (fields->indexerKind(id) == IndexerKind::Range) {
+      RangeIndexReader reader(path.c_str());
+      for (uint32_t i = 0; i < reader.valueCount(); ++i) take(reader, std::string(reader.value(i)));
+    } else {
+      E1IndexReader reader(path.c_str());
+      for (uint32_t i = 0; i < reader.termCount(); ++i) take(reader, reader.term(i));
     }
     return content;
   }

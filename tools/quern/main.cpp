@@ -108,6 +108,7 @@ int demo(const std::vector<std::string>& args, const quern::cli::Self& self) {
   if (static_cast<size_t>(count) != summary.blocks.size()) return 1;
 
   // The library reads config.ini and groups.ini from the current directory.
+  // Until the full-text kind is in the library, result is indexed as e1.
   std::filesystem::current_path(dir);
   std::ofstream("config.ini", std::ios::binary) << quern::qvloggen::configIni(true);
   const std::string log = std::filesystem::path(summary.logPath).filename().string();
