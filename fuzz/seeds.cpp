@@ -12,6 +12,8 @@
 #include "kinds/ftindexer.h"
 #include "kinds/rangeindexer.h"
 #include "qvloggen/qvloggen.h"
+#include "qvloggen/vocabulary.h"
+#include "qvloggen/world.h"
 #include "storage/outputdesc.h"
 
 namespace fs = std::filesystem;
@@ -67,6 +69,24 @@ void logSeeds(const fs::path& root) {
   fs::remove_all(scratch);
 }
 
+// Query files of every key, with values the harness's index holds (the same
+// generated log as above).
+void querySeeds(const fs::path& dir) {
+  qvloggen::Options options;
+  const qvloggen::World world(options.seed, options.groups, options.users);
+  const qvloggen::User& user = world.users().front();
+  const std::string head = "[filter]\ncancel = never\nlimit = 10\ntime = 2026/11/22 10:00:00-2026/11/22 12:00:00\n";
+  const std::pair<const char*, std::string> seeds[] = {
+      {"user", head + "user = " + user.name + "\nsnap = 0\nprivate = 0\n"},
+      {"groups", head + "group = " + world.groups().front().path + "\t" + world.groups().back().path + "\n"},
+      {"hosts", head + "host = 10.0.0.0-192.168.255.255\napp = x\n"},
+      {"mail", head + "serv = " + std::string(qvloggen::kResMailRecvSend) + "\n"},
+      {"result", head + "result = a\bb\tc\n"},
+      {"count", "[filter]\ncancel = never\nlimit = 0\ntime = 2026/11/22 10:00:00\n"},
+  };
+  for (const auto& [name, text] : seeds) std::ofstream(dir / name, std::ios::binary) << text;
+}
+
 void fullTextSeed(const fs::path& dir) {
   FtIndexer indexer(nullptr);
   for (const char* text : {"alpha beta", "beta alpha beta gamma", "[mirtoks]", "会议 alpha", "beta"}) {
@@ -90,13 +110,15 @@ int main(int argc, char** argv) {
     return 2;
   }
   const fs::path root = argv[1];
-  for (const char* harness : {"bitmap", "e1file", "rangefile", "frames", "qvlog", "ini", "wordcleave", "ftfile"}) {
+  for (const char* harness : {"bitmap", "e1file", "rangefile", "frames", "qvlog", "ini", "query", "wordcleave",
+                              "ftfile"}) {
     fs::create_directories(root / harness);
   }
   bitmapSeed(root / "bitmap");
   fieldSeed<E1Indexer>(root / "e1file" / "seven-records.e1");
   fieldSeed<RangeIndexer>(root / "rangefile" / "seven-records.range");
   logSeeds(root);
+  querySeeds(root / "query");
   textSeed(root / "wordcleave");
   fullTextSeed(root / "ftfile");
   return 0;

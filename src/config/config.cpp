@@ -1,26 +1,11 @@
 #include "config/config.h"
 
 #include "base/exception.h"
+#include "storage/textutil.h"
 
 namespace quern {
 
 namespace {
-
-// `strtoul` of a 32-bit C runtime in base 10: blanks, a sign, digits; a
-// magnitude past 32 bits saturates and a minus sign negates modulo 2^32.
-// Written out so that 64-bit builds read the same numbers.
-uint32_t parseDecimal(const char* text) {
-  while (*text == ' ' || (*text >= '\t' && *text <= '\r')) ++text;
-  const bool negative = *text == '-';
-  if (*text == '-' || *text == '+') ++text;
-  uint64_t magnitude = 0;
-  for (; *text >= '0' && *text <= '9'; ++text) {
-    magnitude = magnitude * 10 + static_cast<uint64_t>(*text - '0');
-    if (magnitude > UINT32_MAX) return UINT32_MAX;
-  }
-  const uint32_t value = static_cast<uint32_t>(magnitude);
-  return negative ? 0u - value : value;
-}
 
 void loadOrRaise(IniFile& ini, const char* path) {
   if (ini.Load(path) != 0) QRN_RAISE(2, "load %s failed", path != nullptr ? path : "(null)");

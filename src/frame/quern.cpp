@@ -8,8 +8,11 @@
 #include "base/exception.h"
 #include "base/exportguard.h"
 #include "frame/indexrun.h"
+#include "frame/searchers.h"
 #include "intake/qvlogreader.h"
 #include "platform/platform.h"
+#include "search/search.h"
+#include "storage/textutil.h"
 
 using namespace quern;
 
@@ -82,3 +85,45 @@ extern "C" const char* qrn_indexer_block(unsigned int index) noexcept {
     return text.c_str();
   });
 }
+
+extern "C" int qrn_indexer_query(const char* indexDir, const char* queryFile) noexcept {
+  return guardExport(-1, [&] { return static_cast<int>(RunQuery(indexDir, queryFile)); });
+}
+
+extern "C" const char* qrn_indexer_row(const char* indexDir, unsigned int index) noexcept {
+  static std::string text;
+  return guardExport<const char*>(nullptr, [&]() -> const char* {
+    if (indexDir == nullptr) return nullptr;
+    text = FindSearcher(indexDir).row(index);
+    return text.empty() ? nullptr : text.c_str();
+  });
+}
+
+namespace {
+
+// A row of the log for the host: the path without blanks at its ends, the
+// text in the calling function's own string.
+const char* frameRow(std::string& text, int exportRow, const char* logPath, unsigned long long blockOffset,
+                     int frameIndex) noexcept {
+  return guardExport<const char*>(nullptr, [&] {
+    const std::string path = logPath != nullptr ? trimBlanks(logPath) : std::string();
+    text = Searcher::fetchFrame(exportRow, logPath != nullptr ? path.c_str() : nullptr, blockOffset, frameIndex);
+    return text.c_str();
+  });
+}
+
+}  // namespace
+
+extern "C" const char* qrn_indexer_row_result(const char* logPath, unsigned long long blockOffset,
+                                              int frameIndex) noexcept {
+  static std::string text;
+  return frameRow(text, 0, logPath, blockOffset, frameIndex);
+}
+
+extern "C" const char* qrn_indexer_row_export(const char* logPath, unsigned long long blockOffset,
+                                              int frameIndex) noexcept {
+  static std::string text;
+  return frameRow(text, 1, logPath, blockOffset, frameIndex);
+}
+
+extern "C" void qrn_searcher_clear(void) noexcept { ClearSearchers(); }

@@ -9,17 +9,6 @@ namespace quern {
 
 namespace {
 
-// Blanks and the control characters BEL to CR are not part of a name.
-bool isTrimmed(char c) { return c == ' ' || (c >= '\a' && c <= '\r'); }
-
-std::string trim(const std::string& piece) {
-  size_t begin = 0;
-  size_t end = piece.size();
-  while (begin < end && isTrimmed(piece[begin])) ++begin;
-  while (end > begin && isTrimmed(piece[end - 1])) --end;
-  return piece.substr(begin, end - begin);
-}
-
 IndexerKind kindOfWord(const char* word, uint32_t position) {
   if (std::strcmp(word, "e1") == 0) return IndexerKind::E1;
   if (std::strcmp(word, "range") == 0) return IndexerKind::Range;
@@ -40,7 +29,7 @@ FieldsInfo::FieldsInfo(const GlobalConfig& config) : m_config(&config) {
   split(pieces, config.indexFields(), ',');
   for (const std::string& piece : pieces) {
     // A piece of blanks alone survives the split and becomes an empty name.
-    m_names.push_back(trim(piece));
+    m_names.push_back(trimBlanks(piece));
     const uint32_t position = static_cast<uint32_t>(m_names.size() - 1);
     m_kinds.push_back(kindOfWord(config.indexer(m_names.back().c_str()), position));
   }

@@ -95,6 +95,8 @@ class IndexReader {
   // it anew.
   void forgetField(const std::string& name);
   CDataReader* store() { return m_store.get(); }
+  // The field table the readers are opened by.
+  const FieldsInfo& fields() const { return m_fields; }
 
  private:
   const FieldsInfo& m_fields;

@@ -9,6 +9,7 @@
 
 #include "platform/platform.h"
 #include "support/sfwah.h"
+#include "support/smallindex.h"
 #include "support/tempdir.h"
 
 namespace quern {
@@ -17,7 +18,8 @@ namespace {
 using ::testing::HasSubstr;
 using test::Bits;
 using test::raises;
-using Record = std::vector<std::string>;
+using test::putRecord;
+using test::Record;
 
 // A directory with a config.ini of three e1 fields beside an index
 // subdirectory "out/".
@@ -35,17 +37,6 @@ struct IndexDir {
   std::unique_ptr<GlobalConfig> config;
   std::unique_ptr<FieldsInfo> fields;
 };
-
-void putRecord(IndexWriter& writer, const Record& record) {
-  uint32_t size = 0;
-  for (const std::string& value : record) size += 4 + static_cast<uint32_t>(value.size());
-  uint8_t* at = writer.newRecord(size) + 4;
-  for (const std::string& value : record) {
-    storeLE32(at, static_cast<uint32_t>(value.size()));
-    std::memcpy(at + 4, value.data(), value.size());
-    at += 4 + value.size();
-  }
-}
 
 // Field "run" holds long runs, "few" NUL bytes and lengths that differ by one
 // byte, "rare" mostly one value and some unique ones. The store's own tests

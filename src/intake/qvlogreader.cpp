@@ -13,6 +13,8 @@ namespace quern {
 
 namespace {
 
+uint64_t s_blockReads = 0;
+
 uint8_t* sharedBuffer(int which) {
   static uint8_t* const buffers[2] = {new uint8_t[kLogBufferSize], new uint8_t[kLogBufferSize]};
   return buffers[which];
@@ -71,6 +73,7 @@ void CQvlogIterator::Rewind() {
 
 uint8_t* CQvlogReader::rawBuffer() { return sharedBuffer(0); }
 uint8_t* CQvlogReader::blockBuffer() { return sharedBuffer(1); }
+uint64_t CQvlogReader::blockReads() { return s_blockReads; }
 
 CQvlogReader::CQvlogReader(const char* path) {
   raiseAs(QRN_SITE(2), "construct CQvlogReader", [&] {
@@ -119,6 +122,7 @@ CQvlogIterator* CQvlogReader::ReadBlock(LogBlockHeader* header, int decompress) 
     QRN_TRACE(3, "file size is less than LogBlockHeader size, %s", path);
     return nullptr;
   }
+  if (decompress != 0) ++s_blockReads;
   uint8_t head[kBlockHeaderSize];
   m_input->readChars(head, kBlockHeaderSize);
   *header = decodeBlockHeader(head);

@@ -65,6 +65,9 @@ class CQvlogReader {
   // The two shared buffers, allocated on first use and kept to process end.
   static uint8_t* rawBuffer();
   static uint8_t* blockBuffer();
+  // Reads into the shared buffers so far, by any reader: a block in hand is
+  // still in the buffers while this stands.
+  static uint64_t blockReads();
 
  private:
   std::unique_ptr<CQvlogIterator> m_iterator;

@@ -59,10 +59,13 @@ class LogDir {
   // file with `limit` as the memory limit; gives "out/".
   std::string index(const std::string& out, uint64_t begin, uint64_t end, const std::string& limit = "4000000000") {
     std::filesystem::create_directories(out);
-    writeFile(out + ".run", "[In]\npath=" + summary.logPath + "\nbegin=" + std::to_string(begin) + "\nend=" +
-                                std::to_string(end) + "\n[Out]\ndir=" + out + "\n[Global]\nmaxIndexMemory=" + limit +
-                                "\ncacheValueSize=64\n");
-    RunIndex((out + ".run").c_str(), *fields);
+    // A run file of the same path and time is not read again: the path is
+    // this directory's own.
+    const std::string run = dir.file(out + ".run");
+    writeFile(run, "[In]\npath=" + summary.logPath + "\nbegin=" + std::to_string(begin) + "\nend=" +
+                       std::to_string(end) + "\n[Out]\ndir=" + out + "\n[Global]\nmaxIndexMemory=" + limit +
+                       "\ncacheValueSize=64\n");
+    RunIndex(run.c_str(), *fields);
     return out + "/";
   }
 

@@ -3,8 +3,9 @@
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <stdexcept>
+
+#include "ini.h"
 
 namespace quern::cli {
 
@@ -12,25 +13,13 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// The Count of [Record]: the first "Count" key after that section's head.
+// The Count of [Record].
 uint64_t recordCount(const fs::path& desc) {
-  std::ifstream in(desc);
-  if (!in) throw std::runtime_error("cannot read " + desc.string());
-  std::string line;
-  bool inRecord = false;
-  while (std::getline(in, line)) {
-    if (!line.empty() && line.back() == '\r') line.pop_back();
-    if (!line.empty() && line[0] == '[') {
-      inRecord = line == "[Record]";
-      continue;
-    }
-    const size_t equals = line.find('=');
-    if (!inRecord || equals == std::string::npos) continue;
-    std::string key = line.substr(0, equals);
-    key.erase(key.find_last_not_of(' ') + 1);
-    if (key == "Count") return std::stoull(line.substr(equals + 1));
-  }
-  throw std::runtime_error(desc.string() + " has no record count");
+  const Ini ini(desc.string());
+  if (!ini.readable()) throw std::runtime_error("cannot read " + desc.string());
+  const std::string count = ini.value("Record", "Count");
+  if (count.empty()) throw std::runtime_error(desc.string() + " has no record count");
+  return std::stoull(count);
 }
 
 }  // namespace

@@ -6,7 +6,6 @@
 
 #include "intake/qvlogformat.h"
 #include "rowrender/payload.h"
-#include "storage/crc.h"
 
 namespace quern::qvloggen {
 
@@ -14,10 +13,9 @@ namespace {
 
 // Service and app names come from a few fixed lists: each CRC is computed once.
 uint32_t crc32(std::string_view text) {
-  static const CCrc crc;
   static std::map<const char*, uint32_t> known;
   const auto [entry, added] = known.try_emplace(text.data(), 0);
-  if (added) entry->second = crc.compute(text.data(), static_cast<uint32_t>(text.size()));
+  if (added) entry->second = labelCrc(text);
   return entry->second;
 }
 

@@ -33,6 +33,20 @@ std::string groupsIni(const World& world) {
   return text;
 }
 
+// The names behind the checksums of frames, as the appliance's host knows
+// them: the library never reads this file, hosts show names with it.
+std::string namesIni(const World& world) {
+  std::string text = "[users]\n";
+  for (const User& user : world.users()) text += std::to_string(user.crc) + "=" + user.name + "\n";
+  text += "\n[services]\n";
+  for (const Service& service : services()) {
+    text += std::to_string(labelCrc(service.name)) + "=" + std::string(service.name) + "\n";
+  }
+  text += "\n[apps]\n";
+  for (const std::string_view app : appNames()) text += std::to_string(labelCrc(app)) + "=" + std::string(app) + "\n";
+  return text;
+}
+
 // Block sizes of a field log: many small, some large, a few near the limit.
 uint32_t drawBlockTarget(Rng& rng, uint32_t maxBlock) {
   const uint32_t roll = rng.below(100);
@@ -83,6 +97,7 @@ Summary generate(const Options& options, const std::string& dir) {
   writeText(dir + "/groups.ini", groupsIni(world));
   writeText(dir + "/resource.ini", resourceIni());
   writeText(dir + "/config.ini", configIni());
+  writeText(dir + "/names.ini", namesIni(world));
 
   Summary summary;
   summary.logPath = dir + "/" + options.logName;

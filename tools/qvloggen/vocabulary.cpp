@@ -1,5 +1,9 @@
 #include "vocabulary.h"
 
+#include <algorithm>
+
+#include "storage/crc.h"
+
 namespace quern::qvloggen {
 
 namespace {
@@ -77,5 +81,20 @@ std::span<const std::string_view> departments() { return kDepartments; }
 std::span<const std::string_view> domains() { return kDomains; }
 std::span<const std::string_view> fileExtensions() { return kExtensions; }
 std::span<const Service> services() { return kServices; }
+
+std::vector<std::string_view> appNames() {
+  std::vector<std::string_view> names;
+  for (const Service& service : kServices) {
+    for (const std::string_view app : service.apps) {
+      if (std::find(names.begin(), names.end(), app) == names.end()) names.push_back(app);
+    }
+  }
+  return names;
+}
+
+uint32_t labelCrc(std::string_view label) {
+  static const CCrc crc;
+  return crc.compute(label.data(), static_cast<uint32_t>(label.size()));
+}
 
 }  // namespace quern::qvloggen

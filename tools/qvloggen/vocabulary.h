@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <span>
 #include <string_view>
+#include <vector>
 
 namespace quern::qvloggen {
 
@@ -32,5 +33,11 @@ std::span<const std::string_view> domains();
 std::span<const std::string_view> fileExtensions();
 // In order of popularity.
 std::span<const Service> services();
+// Every application name of the services, each once.
+std::vector<std::string_view> appNames();
+
+// The CRC-32 under which a service or app label stands in frames and in the
+// index.
+uint32_t labelCrc(std::string_view label);
 
 }  // namespace quern::qvloggen
