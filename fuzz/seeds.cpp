@@ -9,6 +9,7 @@
 #include "codec/sfwahvector.h"
 #include "intake/qvlogreader.h"
 #include "kinds/e1indexer.h"
+#include "kinds/ftindexer.h"
 #include "kinds/rangeindexer.h"
 #include "qvloggen/qvloggen.h"
 #include "qvloggen/vocabulary.h"
@@ -86,6 +87,21 @@ void querySeeds(const fs::path& dir) {
   for (const auto& [name, text] : seeds) std::ofstream(dir / name, std::ios::binary) << text;
 }
 
+void fullTextSeed(const fs::path& dir) {
+  FtIndexer indexer(nullptr);
+  for (const char* text : {"alpha beta", "beta alpha beta gamma", "[mirtoks]", "会议 alpha", "beta"}) {
+    indexer.add(text, static_cast<uint32_t>(std::char_traits<char>::length(text)));
+  }
+  COutputDesc out(std::make_unique<CFileOutput>((dir / "five-records.ft").string().c_str()));
+  indexer.write(&out);
+}
+
+// Texts of every kind the cutter tells apart.
+void textSeed(const fs::path& dir) {
+  std::ofstream(dir / "mixed", std::ios::binary)
+      << "Please confirm the Q3 report 2026/11/22 会议报告 カタカナ 한국어 naïve \xFF\xC0\xAF\xED\xA0\x80 [mirtoks]";
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -94,7 +110,8 @@ int main(int argc, char** argv) {
     return 2;
   }
   const fs::path root = argv[1];
-  for (const char* harness : {"bitmap", "e1file", "rangefile", "frames", "qvlog", "ini", "query"}) {
+  for (const char* harness : {"bitmap", "e1file", "rangefile", "frames", "qvlog", "ini", "query", "wordcleave",
+                              "ftfile"}) {
     fs::create_directories(root / harness);
   }
   bitmapSeed(root / "bitmap");
@@ -102,5 +119,7 @@ int main(int argc, char** argv) {
   fieldSeed<RangeIndexer>(root / "rangefile" / "seven-records.range");
   logSeeds(root);
   querySeeds(root / "query");
+  textSeed(root / "wordcleave");
+  fullTextSeed(root / "ftfile");
   return 0;
 }

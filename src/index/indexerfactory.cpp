@@ -4,14 +4,14 @@
 #include "kinds/e1indexer.h"
 #include "kinds/e1merge.h"
 #include "kinds/e1indexreader.h"
+#include "kinds/ftindexer.h"
+#include "kinds/ftindexreader.h"
+#include "kinds/ftmerge.h"
 #include "kinds/rangeindexer.h"
 #include "kinds/rangeindexreader.h"
 #include "kinds/rangemerge.h"
 
 namespace quern {
-
-// Ft arrives with its kind; until then it is refused like any unknown kind,
-// never quietly.
 
 const IndexerFactory& IndexerFactory::instance() {
   static const IndexerFactory factory;
@@ -21,6 +21,7 @@ const IndexerFactory& IndexerFactory::instance() {
 std::unique_ptr<FieldIndexer> IndexerFactory::create(IndexerKind kind, CMemCache* cache) const {
   if (kind == IndexerKind::E1) return std::make_unique<E1Indexer>(cache);
   if (kind == IndexerKind::Range) return std::make_unique<RangeIndexer>(cache);
+  if (kind == IndexerKind::Ft) return std::make_unique<FtIndexer>(cache);
   QRN_RAISE(1, "invalid indexer %d", static_cast<int>(kind));
 }
 
@@ -32,6 +33,7 @@ const IndexReaderFactory& IndexReaderFactory::instance() {
 std::unique_ptr<FieldIndexReader> IndexReaderFactory::create(IndexerKind kind, const std::string& path) const {
   if (kind == IndexerKind::E1) return std::make_unique<E1IndexReader>(path.c_str());
   if (kind == IndexerKind::Range) return std::make_unique<RangeIndexReader>(path.c_str());
+  if (kind == IndexerKind::Ft) return std::make_unique<FtIndexReader>(path.c_str());
   QRN_RAISE(1, "invalid index reader");
 }
 
@@ -43,6 +45,7 @@ const IndexMergerFactory& IndexMergerFactory::instance() {
 std::unique_ptr<FieldMerger> IndexMergerFactory::create(IndexerKind kind, uint32_t sourceCount) const {
   if (kind == IndexerKind::E1) return std::make_unique<E1Merger>(sourceCount);
   if (kind == IndexerKind::Range) return std::make_unique<RangeMerger>(sourceCount);
+  if (kind == IndexerKind::Ft) return std::make_unique<FtMerger>(sourceCount);
   QRN_RAISE(1, "invalid index merger");
 }
 

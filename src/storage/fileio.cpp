@@ -22,7 +22,12 @@ CFileInput::~CFileInput() {
   m_path.clear();
 }
 
-void CFileInput::open(const char* path) {
+CFileInput::CFileInput(const std::string& path, uint32_t readBuffer, int64_t size)
+    : m_size(size), m_readBuffer(readBuffer) {
+  openStream(path.c_str());
+}
+
+void CFileInput::openStream(const char* path) {
   if (path == nullptr) QRN_RAISE(2, "Invalid param(file_path)");
   m_file.reset();
   m_file = platform::File::open(path, "rb", m_readBuffer);
@@ -31,6 +36,10 @@ void CFileInput::open(const char* path) {
     QRN_RAISE(2, "open file %s failed, %d %s", path, err, platform::errorText(err).c_str());
   }
   m_path = path;
+}
+
+void CFileInput::open(const char* path) {
+  openStream(path);
   if (!m_file->seek(0, SEEK_END)) {
     const std::string text = systemText();
     m_file.reset();
@@ -41,7 +50,7 @@ void CFileInput::open(const char* path) {
 }
 
 std::unique_ptr<CFileInput> CFileInput::clone() const {
-  return std::make_unique<CFileInput>(m_path.c_str(), m_readBuffer);
+  return std::unique_ptr<CFileInput>(new CFileInput(m_path, m_readBuffer, m_size));
 }
 
 void CFileInput::seek(int64_t position) {

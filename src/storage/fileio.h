@@ -25,7 +25,7 @@ class CFileInput {
   // Opens `path` (closing a stream that is open), takes its size, stands at 0.
   void open(const char* path);
   // The same file on a stream of its own and a buffer of the same size, at
-  // position 0.
+  // position 0. The size is taken over, not measured again.
   std::unique_ptr<CFileInput> clone() const;
 
   void seek(int64_t position);
@@ -43,6 +43,10 @@ class CFileInput {
   uint32_t readChars(void* buffer, uint32_t length);
 
  private:
+  // For `clone`: the stream without measuring what is known.
+  CFileInput(const std::string& path, uint32_t readBuffer, int64_t size);
+  // Opens the stream of `path` at position 0.
+  void openStream(const char* path);
   // Raises the failure of a short read: the stream's error first, then its end.
   [[noreturn]] void failRead(const char* what) const;
 

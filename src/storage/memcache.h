@@ -22,6 +22,12 @@ class CMemCache {
   // A block of `size` bytes, valid until `clear` or destruction. First fit
   // from the oldest chunk; a new chunk when none has room.
   uint8_t* alloc(uint32_t size);
+  // A block of `size` bytes at an address that is a multiple of
+  // `alignment` (a power of two), for objects placed in the cache.
+  void* allocAligned(uint32_t size, uint32_t alignment) {
+    const auto address = reinterpret_cast<uintptr_t>(alloc(size + alignment - 1));
+    return reinterpret_cast<void*>((address + alignment - 1) & ~uintptr_t{alignment - 1});
+  }
   void clear();
   // Makes all the chunks' room free again and keeps the chunks, for a cache
   // that serves one short-lived object after another.
