@@ -75,7 +75,7 @@ bool isRegularFile(const char* path, bool& regular) {
     errno = ENOENT;
     return false;
   }
-  BY_HANDLE_FILE_INFORMATION info;
+  BY_HANDLE_FILE_INFORMATION info{};
   const bool disk = GetFileType(handle) == FILE_TYPE_DISK && GetFileInformationByHandle(handle, &info) != 0;
   CloseHandle(handle);
   regular = disk && (info.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
