@@ -4,9 +4,8 @@
 // record frames and what the collector makes of each (fixed fields, time
 // text, the payload's searchable text); Index is the whole run, so Index
 // less Decode is field indexing and the store. Merge joins four slices of
-// the log and counts the MB of field files it reads. `time` is a Range field
-// as shipped; `result` is e1 until the full-text kind exists, so it is
-// indexed as exact terms here.
+// the log and counts the MB of field files it reads. The configuration is
+// the shipped one: `time` a Range field, `result` full text.
 #include <benchmark/benchmark.h>
 
 #include <filesystem>
@@ -31,9 +30,8 @@ namespace {
 namespace fs = std::filesystem;
 using namespace quern;
 
-// The log, its INI files and the config (result as e1) in a scratch
-// directory that becomes the current one (the runs read config.ini and
-// groups.ini there).
+// The log and its INI files in a scratch directory that becomes the current
+// one (the runs read config.ini and groups.ini there).
 struct Sample {
   Sample() : dir(fs::temp_directory_path() / "quern-bench-index") {
     fs::remove_all(dir);
@@ -42,7 +40,6 @@ struct Sample {
     options.truth = false;
     summary = qvloggen::generate(options, dir.string());
     fs::current_path(dir);
-    std::ofstream("config.ini") << qvloggen::configIni(true);
     config = std::make_unique<GlobalConfig>("config.ini");
     fields = std::make_unique<FieldsInfo>(*config);
   }

@@ -27,7 +27,6 @@ struct FixedIndex {
     options.truth = false;
     logPath = qvloggen::generate(options, dir.string()).logPath;
     fs::current_path(dir);
-    std::ofstream("config.ini") << qvloggen::configIni(true);
     fs::create_directory("index");
     std::ofstream("index.run") << "[In]\npath=" << logPath << "\nend=" << fs::file_size(logPath)
                                << "\n[Out]\ndir=index\n";

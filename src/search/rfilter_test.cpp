@@ -78,8 +78,9 @@ TEST(RFilter, RangesMatchAModelOnBothKinds) {
 
 TEST(RFilter, RefusesReversedRangesAndUnknownFields) {
   const test::SmallIndex index({{"v", "e1"}}, {{"a"}, {"b"}});
-  // The directory knows no full-text kind yet; the searcher's table says
-  // "t" is one, which must give null without opening a file.
+  // The searcher's table says "t" is full text, which has no order of
+  // values: a range there gives null without opening a file (the directory
+  // has none for it).
   test::writeFile(index.dir.file("search.ini"), "[Global]\nindexFields = v,t\n[v]\nindexer = e1\n[t]\nindexer = ft\n");
   const GlobalConfig config(index.dir.file("search.ini").c_str());
   const FieldsInfo fields(config);

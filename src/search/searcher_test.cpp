@@ -1,7 +1,8 @@
 // Searcher on generated logs: counts, the newest ids and their rows against
 // the generator's ground truth, and the frame fetch against a plain walk of
-// the log. `time` is a Range field; `result` is e1 until the full-text kind
-// exists, so an alternative would match a whole searchable text.
+// the log, with the shipped configuration (`time` a Range field, `result`
+// full text; phrases are held against the truth end to end in
+// tests/search/query_test.cpp).
 #include "search/search.h"
 
 #include <gmock/gmock.h>

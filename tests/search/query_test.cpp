@@ -4,11 +4,9 @@
 // 10,000,000, and files the library must refuse) on directories indexed in
 // one pass, in a pass per block, and in two halves merged, must give the
 // brute-force count, the newest ids newest first as locators, and for each
-// the row of its own frame.
-//
-// `result` is an equality field in these directories until the full-text
-// kind exists: an alternative then matches only when each of its phrases is
-// the record's whole searchable text.
+// the row of its own frame. The directories have the shipped configuration:
+// `result` clauses are phrases of words side by side (some from the records,
+// some made up), joined by 0x08 (AND) and TAB (OR).
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -34,7 +32,7 @@ constexpr int kQueriesPerDirectory = 1000;
 // Values to draw clauses from: what the records hold, once per record so
 // that frequent values are drawn often, and what they don't.
 struct Pools {
-  std::vector<std::string> users, groups, hosts, hosts6, servs, apps, times, texts;
+  std::vector<std::string> users, groups, hosts, hosts6, servs, apps, times;
 };
 
 Pools poolsOf(const std::vector<TruthRecord>& records) {
@@ -46,7 +44,6 @@ Pools poolsOf(const std::vector<TruthRecord>& records) {
     pools.servs.push_back(f.serv);
     pools.apps.push_back(f.app);
     pools.times.push_back(f.time);
-    if (record.text.find_first_of("\t\b\r\n") == std::string::npos) pools.texts.push_back(record.text);
     // Some upper part of the group path: a subtree.
     if (!f.groupPath.empty()) {
       const size_t levels = static_cast<size_t>(std::count(f.groupPath.begin(), f.groupPath.end(), '/'));
@@ -174,17 +171,35 @@ class QueryFiles {
     return below(8) == 0 ? b + "-" + a : std::min(a, b) + "-" + std::max(a, b) + (below(10) == 0 ? "-x" : "");
   }
 
+  // Up to three alternatives of one or two phrases, mostly of the record's
+  // own words; now and then values with no word or no phrase.
   std::string result(const TruthRecord& r) {
-    if (below(12) == 0) return pick({"\t\t", "\b\b\tnothing", "[mirtoks]"});
+    if (below(12) == 0) return pick({"\t\t", "\b\b\tnothing", "[mirtoks]", "... , !"});
     std::string value;
     for (uint32_t n = 1 + below(3); n > 0; --n) {
-      const bool usable = r.text.find_first_of("\t\b\r\n") == std::string::npos;
-      const std::string text = n == 1 && usable && below(2) == 0 ? r.text : pick(m_pools.texts);
-      // Two phrases of one alternative must both be the whole text.
-      const std::string alternative = below(5) == 0 ? text + "\b" + (below(2) == 0 ? text : pick(m_pools.texts)) : text;
+      const TruthRecord& other = m_records[below(static_cast<uint32_t>(m_records.size()))];
+      std::string alternative = phrase(n == 1 && below(3) != 0 ? r : other);
+      if (below(4) == 0) alternative += "\b" + phrase(below(2) == 0 ? r : other);
       value += (value.empty() ? "" : "\t") + alternative;
     }
     return value;
+  }
+
+  // One to four words side by side in `r`, in any case, between blanks or
+  // punctuation; now and then a word no record holds.
+  std::string phrase(const TruthRecord& r) {
+    if (r.words.empty() || below(10) == 0) return pick({"zebra", "budget zebra", "\xE4\xBC\x9A zebra"});
+    const size_t length = std::min<size_t>(1 + below(4), r.words.size());
+    const size_t from = below(static_cast<uint32_t>(r.words.size() - length + 1));
+    std::string text;
+    for (size_t k = from; k < from + length; ++k) {
+      std::string word = r.words[k];
+      if (below(3) == 0) {
+        for (char& c : word) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+      }
+      text += (text.empty() ? "" : pick({" ", " ", ", ", "-"})) + word;
+    }
+    return text;
   }
 
   const std::vector<TruthRecord>& m_records;

@@ -1,20 +1,18 @@
 // A generated log in a fresh directory that is the working directory while
-// the object lives, beside the shipped config.ini with one change: result is
-// indexed as e1 until the full-text kind is in the library (that kind
-// removes the override).
+// the object lives, beside the shipped config.ini as it stands.
 #pragma once
 
 #include <filesystem>
 #include <map>
 #include <memory>
-#include <stdexcept>
 #include <string>
 
 #include "config/config.h"
-#include "config/ini.h"
 #include "frame/indexrun.h"
 #include "index/fieldsinfo.h"
+#include "codec/posvector.h"
 #include "kinds/e1indexreader.h"
+#include "kinds/ftindexreader.h"
 #include "kinds/rangeindexreader.h"
 #include "qvloggen/qvloggen.h"
 #include "support/sfwah.h"
@@ -23,7 +21,9 @@
 namespace quern::test {
 
 // Every term of a field with its records; for a Range field, every value
-// with its cumulative set (the records at or below it).
+// with its cumulative set (the records at or below it); for a full-text
+// field, every term id (four bytes) followed by the term's positions, as
+// numbers, record by record, with the records that hold it.
 using Terms = std::map<std::string, Bits>;
 
 // The cumulative sets of a field whose terms are `terms`.
@@ -43,11 +43,8 @@ class LogDir {
   LogDir(uint64_t seed, uint32_t blocks, uint32_t maxBlock) : home(std::filesystem::current_path()) {
     summary = qvloggen::generate({.seed = seed, .blocks = blocks, .maxBlock = maxBlock}, dir.path());
     std::filesystem::current_path(dir.path());
-    IniFile shipped;
-    if (shipped.Load(QUERN_CONF_DIR "/config.ini") != 0 || shipped.SetValue("result", "indexer", "e1") != 0 ||
-        shipped.Save("config.ini") != 0) {
-      throw std::runtime_error("cannot copy the shipped config.ini");
-    }
+    std::filesystem::copy_file(QUERN_CONF_DIR "/config.ini", "config.ini",
+                               std::filesystem::copy_options::overwrite_existing);
     config = std::make_unique<GlobalConfig>("config.ini");
     fields = std::make_unique<FieldsInfo>(*config);
   }
@@ -77,12 +74,40 @@ class LogDir {
     const auto take = [&](FieldIndexReader& reader, const std::string& term) {
       content[term] = bitsOf(*reader.search(term.data(), static_cast<uint32_t>(term.size())));
     };
+    if (fields->indexerKind(id) == IndexerKind::Ft) return fullTextTerms(path);
     if (fields->indexerKind(id) == IndexerKind::Range) {
       RangeIndexReader reader(path.c_str());
       for (uint32_t i = 0; i < reader.valueCount(); ++i) take(reader, std::string(reader.value(i)));
     } else {
       E1IndexReader reader(path.c_str());
       for (uint32_t i = 0; i < reader.termCount(); ++i) take(reader, reader.term(i));
+    }
+    return content;
+  }
+
+  static Terms fullTextTerms(const std::string& path) {
+    FtIndexReader reader(path.c_str());
+    reader.beginScan();
+    uint32_t records = 0;
+    for (uint32_t count : reader.segments()) records += count;
+    Terms content;
+    int32_t term = 0;
+    FtIndexReader::Offsets ends;
+    while (reader.nextTerm(term, ends)) {
+      std::unique_ptr<CInputDesc> recordInput = reader.input()->clone();
+      std::unique_ptr<CInputDesc> positionInput = reader.input()->clone();
+      recordInput->file().seek(ends.recordEnd);
+      positionInput->file().seek(ends.positionEnd);
+      const auto list = POSDecoderFactory::instance().create(std::move(recordInput), std::move(positionInput));
+      std::string key(reinterpret_cast<const char*>(&term), 4);
+      Bits bits(records);
+      for (uint32_t record = 0; list->skipTo(record + 1, &record) && list->skipToCurrent();) {
+        bits.at(record - 1) = true;
+        for (uint32_t position = 0; list->nextPosition(position);) key += " " + std::to_string(position);
+        key += ";";
+        list->drain();
+      }
+      content[key] = bits;
     }
     return content;
   }

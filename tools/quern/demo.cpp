@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <map>
+#include <set>
+#include <span>
+#include <string_view>
 
 #include "logfiles.h"
 #include "query.h"
@@ -38,7 +40,24 @@ std::string mostFrequent(const std::vector<TruthRecord>& records, KeyOf keyOf) {
   return best == counts.end() ? std::string() : best->first;
 }
 
-// Four questions that this log can answer, with values taken from it.
+// The two neighbouring words that the most records hold, among words that
+// `keep` takes, as a phrase.
+template <typename Keep>
+std::string commonPhrase(const std::vector<TruthRecord>& records, Keep keep) {
+  std::map<std::string, size_t> counts;
+  for (const TruthRecord& record : records) {
+    std::set<std::string> pairs;
+    for (size_t k = 0; k + 1 < record.words.size(); ++k) {
+      if (keep(record.words[k]) && keep(record.words[k + 1])) pairs.insert(record.words[k] + " " + record.words[k + 1]);
+    }
+    for (const std::string& pair : pairs) ++counts[pair];
+  }
+  const auto best = std::max_element(counts.begin(), counts.end(),
+                                     [](const auto& a, const auto& b) { return a.second < b.second; });
+  return best == counts.end() ? std::string() : best->first;
+}
+
+// Questions that this log can answer, with values taken from it.
 std::vector<DemoQuery> demoQueries(const std::vector<TruthRecord>& records) {
   const std::string user = mostFrequent(records, [](const TruthRecord& r) { return r.frame->user; });
   // The middle half of the log's time, to the minute.
@@ -54,6 +73,22 @@ std::vector<DemoQuery> demoQueries(const std::vector<TruthRecord>& records) {
     return host.find(':') != std::string::npos || second == std::string::npos ? std::string() : host.substr(0, second);
   });
   const std::string mail(qvloggen::kResMailRecvSend);
+  const std::span<const std::string_view> english = qvloggen::englishWords();
+  const std::string phrase = commonPhrase(records, [&](const std::string& word) {
+    return std::find(english.begin(), english.end(), word) != english.end();
+  });
+  // The generator's Chinese words are cut into their characters.
+  const auto han = [](const std::string& word) { return static_cast<unsigned char>(word[0]) >= 0xE3; };
+  const std::string chinese = commonPhrase(records, han);
+  // The Chinese phrase most often found beside the English one.
+  std::vector<TruthRecord> holding;
+  const std::vector<std::string> words = qvloggen::truthWords(phrase);
+  for (const TruthRecord& record : records) {
+    if (std::search(record.words.begin(), record.words.end(), words.begin(), words.end()) != record.words.end()) {
+      holding.push_back(record);
+    }
+  }
+  const std::string alongside = commonPhrase(holding, han);
   return {
       {"a user in a time window", {"--user", user, "--time", from + "-" + to}},
       {"a group and everything under it", {"--group", top}},
@@ -61,6 +96,11 @@ std::vector<DemoQuery> demoQueries(const std::vector<TruthRecord>& records) {
       {"mail: the service " + std::string(qvloggen::kResMail) + ", or web mail over " +
            std::string(qvloggen::kResHttpApp),
        {"--serv", mail}},
+      {"the phrase \"" + phrase + "\" in the searchable text", {"--result", phrase}},
+      {"the Chinese phrase " + chinese + ", its two characters side by side", {"--result", chinese}},
+      {"either phrase (TAB between alternatives)", {"--result", phrase, "--result", chinese}},
+      {"\"" + phrase + "\" and " + alongside + " in one record (0x08 between them)",
+       {"--result", phrase + "+" + alongside}},
   };
 }
 
@@ -126,10 +166,9 @@ int demoVerb(const std::string& dir, const Self& self) {
   std::printf("%d blocks; the generator wrote %llu\n", count, static_cast<unsigned long long>(summary.blocks.size()));
   if (static_cast<size_t>(count) != summary.blocks.size()) return 1;
 
-  // The library reads config.ini and groups.ini from the current directory.
-  // Until the full-text kind is in the library, result is indexed as e1.
+  // The library reads config.ini and groups.ini from the current directory,
+  // where the generator wrote the shipped configuration.
   std::filesystem::current_path(dir);
-  std::ofstream("config.ini", std::ios::binary) << qvloggen::configIni(true);
   const std::string log = std::filesystem::path(summary.logPath).filename().string();
   std::printf("== 3. indexing %s in two parts, merged into index/\n", log.c_str());
   if (indexVerb({"--in", log, "--out", "index", "--parts", "2"}, self) != 0) return 1;

@@ -67,7 +67,7 @@ void check(const Options& options) {
 
 }  // namespace
 
-std::string configIni(bool resultAsE1) {
+std::string configIni() {
   static const char* const kFields[] = {"g1",  "g2",  "g3",   "g4",   "g5",   "g6",  "g7",      "g8",
                                         "g9",  "g10", "g11",  "g12",  "g13",  "g14", "g15",     "user",
                                         "host", "serv", "snap", "app", "private", "time", "result"};
@@ -76,7 +76,7 @@ std::string configIni(bool resultAsE1) {
   for (const char* field : kFields) {
     const std::string name = field;
     list += (list.empty() ? "" : ",") + name;
-    const char* kind = name == "time" ? "range" : name == "result" && !resultAsE1 ? "ft" : "e1";
+    const char* kind = name == "time" ? "range" : name == "result" ? "ft" : "e1";
     sections += "\n[" + name + "]\nindexer=" + kind + "\n";
   }
   return "[Global]\nindexFields=" + list + "\n" + sections;

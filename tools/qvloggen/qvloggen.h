@@ -42,9 +42,8 @@ struct Summary {
 // std::invalid_argument for bad options and std::runtime_error for I/O.
 Summary generate(const Options& options, const std::string& dir);
 
-// The INI files, as texts. With `resultAsE1` the result field is of the e1
-// kind, for as long as the full-text kind is not in the library.
-std::string configIni(bool resultAsE1 = false);
+// The INI files, as texts.
+std::string configIni();
 std::string resourceIni();
 
 }  // namespace quern::qvloggen

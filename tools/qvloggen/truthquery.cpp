@@ -1,5 +1,6 @@
 #include "truthquery.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cstring>
 #include <functional>
@@ -155,14 +156,22 @@ Match servClause(const std::string& value) {
   };
 }
 
+// Alternatives at TAB, phrases of one at 0x08; an alternative matches when
+// each of its phrases does, a phrase when its words (there must be one at
+// least) stand side by side in the record's words.
 Match resultClause(const std::string& value) {
-  std::vector<std::vector<std::string>> alternatives;
-  for (const std::string& alternative : pieces(value, '\t')) alternatives.push_back(pieces(alternative, '\b'));
+  using Phrase = std::vector<std::string>;
+  std::vector<std::vector<Phrase>> alternatives;
+  for (const std::string& alternative : pieces(value, '\t')) {
+    alternatives.emplace_back();
+    for (const std::string& phrase : pieces(alternative, '\b')) alternatives.back().push_back(truthWords(phrase));
+  }
   return [alternatives](const TruthRecord& r) {
-    for (const std::vector<std::string>& phrases : alternatives) {
-      bool all = !phrases.empty();
-      for (const std::string& phrase : phrases) all = all && phrase == r.text;
-      if (all) return true;
+    const auto holds = [&](const Phrase& phrase) {
+      return !phrase.empty() && std::search(r.words.begin(), r.words.end(), phrase.begin(), phrase.end()) != r.words.end();
+    };
+    for (const std::vector<Phrase>& phrases : alternatives) {
+      if (!phrases.empty() && std::all_of(phrases.begin(), phrases.end(), holds)) return true;
     }
     return false;
   };
@@ -188,9 +197,41 @@ std::vector<TruthRecord> truthRecords(const Truth& truth) {
       throw std::invalid_argument("bad host in the sidecar: " + frame.host);
     }
     record.text = searchableText(frame);
+    record.words = truthWords(record.text);
     records.push_back(std::move(record));
   }
   return records;
+}
+
+std::vector<std::string> truthWords(const std::string& text) {
+  std::vector<std::string> words;
+  std::string run;
+  const auto endRun = [&] {
+    if (!run.empty()) words.push_back(run);
+    run.clear();
+  };
+  for (size_t i = 0; i < text.size();) {
+    const auto c = static_cast<unsigned char>(text[i]);
+    if (c < 0x80) {
+      if (std::isalnum(c) != 0) {
+        run.push_back(static_cast<char>(std::tolower(c)));
+      } else {
+        endRun();
+      }
+      ++i;
+      continue;
+    }
+    endRun();
+    const size_t length = c >= 0xF0 ? 4 : c >= 0xE0 ? 3 : 2;
+    if (length == 3 && i + 3 <= text.size()) {
+      const uint32_t point = (c & 0x0Fu) << 12 | (static_cast<unsigned char>(text[i + 1]) & 0x3Fu) << 6 |
+                             (static_cast<unsigned char>(text[i + 2]) & 0x3Fu);
+      if (point >= 0x3400 && point <= 0x9FFF) words.push_back(text.substr(i, 3));
+    }
+    i += length;
+  }
+  endRun();
+  return words;
 }
 
 std::string truthLocator(const TruthRecord& record, uint32_t logNumber) {

@@ -2,8 +2,8 @@
 // that an index of the log holds, read from the sidecar, and which of them
 // the filter of a query file selects, by the rules of docs/query.md applied
 // to one record after the other. Tests and the demo hold the library's
-// answers against it. `result` is compared as an equality field: an
-// alternative matches when each of its phrases is the whole searchable text.
+// answers against it. `result` is a full-text field: a phrase matches a
+// record whose words hold the phrase's words side by side, in order.
 #pragma once
 
 #include <array>
@@ -24,8 +24,16 @@ struct TruthRecord {
   const TruthFrame* frame = nullptr;
   std::array<uint64_t, 15> levels{};  // the values of g1 to g15
   uint8_t host[16] = {};
-  std::string text;  // the searchable text of the payload
+  std::string text;                // the searchable text of the payload
+  std::vector<std::string> words;  // the text's words (truthWords)
 };
+
+// The words of a text in the generator's alphabet by the rule of
+// docs/fulltext.md, written apart from the library's word cutter: runs of
+// ASCII letters and digits, folded to lower case, and each CJK ideograph
+// (U+3400 to U+9FFF, the only other letters the generator writes) on its
+// own; everything else separates.
+std::vector<std::string> truthWords(const std::string& text);
 
 // The records of every visible frame of types 2, 7, 8, 9 and 10. The
 // records point into `truth`, which must outlive them.
