@@ -43,8 +43,9 @@ class LogDir {
   LogDir(uint64_t seed, uint32_t blocks, uint32_t maxBlock) : home(std::filesystem::current_path()) {
     summary = qvloggen::generate({.seed = seed, .blocks = blocks, .maxBlock = maxBlock}, dir.path());
     std::filesystem::current_path(dir.path());
-    std::filesystem::copy_file(QUERN_CONF_DIR "/config.ini", "config.ini",
-                               std::filesystem::copy_options::overwrite_existing);
+    // Removed first: mingw's copy_file refuses to overwrite whatever the options say.
+    std::filesystem::remove("config.ini");
+    std::filesystem::copy_file(QUERN_CONF_DIR "/config.ini", "config.ini");
     config = std::make_unique<GlobalConfig>("config.ini");
     fields = std::make_unique<FieldsInfo>(*config);
   }
