@@ -138,10 +138,10 @@ void FtIndexReader::beginScan() {
 
 bool FtIndexReader::nextTerm(int32_t& term, Offsets& offsets) {
   if (!m_input || m_scanCursor >= m_scanRows) return false;
-  CFileInput& file = m_input->file();
-  term = file.readInt();
-  offsets.recordEnd = file.readInt64();
-  offsets.positionEnd = file.readInt64();
+  char row[kRowBytes];
+  m_input->file().readChars(row, sizeof row);
+  term = static_cast<int32_t>(loadLE32(row));
+  offsets = Offsets{static_cast<int64_t>(loadLE64(row + 4)), static_cast<int64_t>(loadLE64(row + 12))};
   checkRow(term, offsets);
   ++m_scanCursor;
   return true;

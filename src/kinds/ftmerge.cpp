@@ -4,6 +4,7 @@
 #include "base/guard.h"
 #include "base/suspend.h"
 #include "codec/posvector.h"
+#include "index/fieldtable.h"
 #include "storage/bytearena.h"
 #include "storage/endian.h"
 
@@ -52,14 +53,14 @@ void FtIndexMerger::insert(std::unique_ptr<FtIndexMergeEntry> entry) {
 
 FtIndexReader::Offsets FtIndexMerger::writeBlock(COutputDesc* output) {
   POSVector counter(nullptr);
+  // Each source's two descriptors move forwards only, one over its record
+  // streams and one over its position streams.
   for (FtIndexMergeEntry* entry : m_sameTerm) {
-    entry->recordInput()->file().seek(entry->taken().recordEnd);
-    counter.mergeRecords(output, entry->recordInput(), entry->base());
+    counter.mergeRecords(output, entry->recordInput(), entry->takenStart(), entry->taken().recordEnd, entry->base());
   }
   counter.writeRecordTrailer(output);
   for (FtIndexMergeEntry* entry : m_sameTerm) {
-    entry->positionInput()->file().seek(entry->taken().positionEnd);
-    counter.mergePositions(output, entry->positionInput());
+    counter.mergePositions(output, entry->positionInput(), entry->taken().recordEnd, entry->taken().positionEnd);
   }
   counter.writePositionTrailer(output);
   const POSPostings& block = counter.postings();
@@ -103,9 +104,7 @@ void FtIndexMerger::merge(COutputDesc* output) {
   if (!m_sameTerm.empty()) completeTerm();
 
   CFileOutput& file = output->file();
-  file.writeInt(static_cast<int32_t>(m_segments.size()));
-  for (uint32_t count : m_segments) file.writeInt(static_cast<int32_t>(count));
-  file.writeInt(static_cast<int32_t>(rowCount));
+  fieldtable::writeHead(file, m_segments, rowCount);
   rows.writeTo(file);
   output->writeClosingBlock(offset);
 }
