@@ -42,6 +42,7 @@
 #include "intake/framereader.h"
 #include "intake/qvlogformat.h"
 #include "kinds/ftindexer.h"
+#include "kinds/ftformat.h"
 #include "kinds/ftindexreader.h"
 #include "rowrender/payload.h"
 #include "qvloggen/framemaker.h"
@@ -276,6 +277,7 @@ struct Indexes {
       for (const std::string& text : corpus().texts) indexer.add(text.data(), static_cast<uint32_t>(text.size()));
       COutputDesc out(std::make_unique<CFileOutput>(path.c_str()));
       indexer.write(&out);
+      quernTerms = indexer.termCount();
     }
     quernSeconds = seconds(start, Clock::now());
     quernBytes = treeBytes(path);
@@ -355,6 +357,7 @@ struct Indexes {
   sqlite3_stmt* fts5Rows = nullptr;
   std::unique_ptr<Xapian::Database> xapian;
   double quernSeconds = 0, fts5Seconds = 0, xapianSeconds = 0;
+  uint32_t quernTerms = 0;
   uint64_t quernBytes = 0, fts5BuiltBytes = 0, fts5Bytes = 0, fts5SizesBytes = 0, xapianBytes = 0;
 };
 
@@ -462,6 +465,12 @@ void registerAll() {
     state.counters["time_ratio_fts5"] = built.quernSeconds / built.fts5Seconds;
     state.counters["time_ratio_xapian"] = built.quernSeconds / built.xapianSeconds;
     state.counters["quern_MB"] = static_cast<double>(built.quernBytes) / 1e6;
+    // What the file's layout costs per term whatever its lists hold: the two
+    // trailers of its block and its table row.
+    state.counters["quern_terms"] = built.quernTerms;
+    state.counters["quern_per_term_MB"] =
+        static_cast<double>(built.quernTerms) *
+        static_cast<double>(POSPostings::kRecordTrailer + POSPostings::kPositionTrailer + ftformat::kRowBytes) / 1e6;
     state.counters["fts5_MB"] = static_cast<double>(built.fts5Bytes) / 1e6;
     state.counters["fts5_unoptimized_MB"] = static_cast<double>(built.fts5BuiltBytes) / 1e6;
     state.counters["fts5_with_sizes_MB"] = static_cast<double>(built.fts5SizesBytes) / 1e6;

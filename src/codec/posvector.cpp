@@ -1,5 +1,7 @@
 #include "codec/posvector.h"
 
+#include <algorithm>
+
 #include "base/exception.h"
 #include "codec/pospairs.h"
 #include "storage/endian.h"
@@ -18,15 +20,37 @@ void POSPostings::addRecord(uint32_t record, uint32_t position, CMemCache& cache
   this->record = record;
 }
 
+namespace {
+void appendLE(std::vector<uint8_t>& out, uint64_t value, size_t bytes) {
+  for (size_t i = 0; i < bytes; ++i) out.push_back(static_cast<uint8_t>(value >> (8 * i)));
+}
+
+void writeAll(COutputDesc* out, const std::vector<uint8_t>& bytes) {
+  out->file().writeChars(bytes.data(), static_cast<uint32_t>(bytes.size()));
+}
+}  // namespace
+
+void POSPostings::appendRecords(std::vector<uint8_t>& block) const {
+  records.appendTo(block);
+  appendLE(block, records.size(), 8);
+  appendLE(block, record, 4);
+}
+
+void POSPostings::appendPositions(std::vector<uint8_t>& block) const {
+  positions.appendTo(block);
+  appendLE(block, positions.size(), 8);
+}
+
 void POSPostings::writeRecords(COutputDesc* out) const {
-  records.writeTo(out);
-  out->file().writeInt64(static_cast<int64_t>(records.size()));
-  out->file().writeInt(static_cast<int32_t>(record));
+  std::vector<uint8_t> bytes;
+  appendRecords(bytes);
+  writeAll(out, bytes);
 }
 
 void POSPostings::writePositions(COutputDesc* out) const {
-  positions.writeTo(out);
-  out->file().writeInt64(static_cast<int64_t>(positions.size()));
+  std::vector<uint8_t> bytes;
+  appendPositions(bytes);
+  writeAll(out, bytes);
 }
 
 // ---- POSVector ---------------------------------------------------------------
@@ -47,25 +71,34 @@ void POSVector::add(uint32_t record, uint32_t position) { m_postings.add(record,
 
 void POSVector::closeRecords() { m_postings.closeRecords(cache()); }
 
-int64_t POSVector::findStream(CFileInput& file, int64_t trailer, uint32_t* lastRecord) {
+namespace {
+[[noreturn]] void streamDoesNotFit(const CFileInput& file, int64_t length, int64_t end) {
+  QRN_RAISE(2, "stream of %lld bytes ends at %lld in %s", static_cast<long long>(length), static_cast<long long>(end),
+            file.path().c_str());
+}
+}  // namespace
+
+int64_t POSVector::findStream(CFileInput& file, int64_t trailer) {
   const int64_t end = file.position();
-  if (end < trailer) QRN_RAISE(2, "stream of %lld bytes ends at %lld in %s", 0LL, static_cast<long long>(end),
-                               file.path().c_str());
+  if (end < trailer) streamDoesNotFit(file, 0, end);
   file.seek(end - trailer);
   const int64_t length = file.readInt64();
-  if (lastRecord != nullptr) *lastRecord = static_cast<uint32_t>(file.readInt());
-  if (length < 0 || length > end - trailer) {
-    QRN_RAISE(2, "stream of %lld bytes ends at %lld in %s", static_cast<long long>(length),
-              static_cast<long long>(end - trailer), file.path().c_str());
-  }
+  if (length < 0 || length > end - trailer) streamDoesNotFit(file, length, end - trailer);
   file.seek(end - trailer - length);
+  return length;
+}
+
+int64_t POSVector::streamAt(CFileInput& file, int64_t start, int64_t end, int64_t trailer) {
+  const int64_t length = end - trailer - start;
+  if (start < 0 || length < 0) streamDoesNotFit(file, length, end - trailer);
+  file.seek(start);
   return length;
 }
 
 void POSVector::attach(std::unique_ptr<CInputDesc> recordInput, std::unique_ptr<CInputDesc> positionInput) {
   if (!recordInput || !positionInput) QRN_RAISE(2, "invalid param(input)");
-  const int64_t records = findStream(recordInput->file(), POSPostings::kRecordTrailer, nullptr);
-  const int64_t positions = findStream(positionInput->file(), POSPostings::kPositionTrailer, nullptr);
+  const int64_t records = findStream(recordInput->file(), POSPostings::kRecordTrailer);
+  const int64_t positions = findStream(positionInput->file(), POSPostings::kPositionTrailer);
   m_records.attach(std::move(recordInput), records);
   m_positions.attach(std::move(positionInput), positions);
   m_record = m_position = m_frequency = m_pending = 0;
@@ -132,21 +165,44 @@ void POSVector::drain() {
   m_pending = 0;
 }
 
-void POSVector::mergeRecords(COutputDesc* out, CInputDesc* in, uint32_t base) {
+void POSVector::mergeRecords(COutputDesc* out, CInputDesc* in, int64_t start, int64_t end, uint32_t base) {
   CFileInput& file = in->file();
-  uint32_t sourceLast = 0;
-  const int64_t length = findStream(file, POSPostings::kRecordTrailer, &sourceLast);
-  uint32_t consumed = 0;
-  const uint32_t first = length == 0 ? 0 : file.readVInt(consumed);
+  const int64_t length = streamAt(file, start, end, POSPostings::kRecordTrailer);
+  // A short stream is read with its trailer in one piece and written back in
+  // one; a long one is copied through behind its first piece. The room in
+  // front of the piece lets the rewritten first value grow.
+  const bool whole = length + POSPostings::kRecordTrailer <= kPieceBytes;
+  const auto streamInPiece = static_cast<uint32_t>(std::min<int64_t>(length, kPieceBytes));
+  std::vector<uint8_t> piece(VINTChunks::kMaxValueBytes + streamInPiece + (whole ? POSPostings::kRecordTrailer : 0));
+  uint8_t* stream = piece.data() + VINTChunks::kMaxValueBytes;
+  file.readChars(stream, static_cast<uint32_t>(piece.size() - VINTChunks::kMaxValueBytes));
+  uint32_t first = 0;
+  const uint32_t consumed = decodeVInt(stream, stream + streamInPiece, first);
   // The source's first id, moved up by the base, less the last id so far.
   const uint64_t moved = uint64_t{first} + base;
-  if (consumed > length || first == 0 || moved <= m_postings.record || moved > UINT32_MAX ||
-      uint64_t{sourceLast} + base > UINT32_MAX) {
+  if (consumed == 0 || first == 0 || moved <= m_postings.record || moved > UINT32_MAX) {
     QRN_RAISE(2, "record list of %s is out of order at %u", file.path().c_str(), m_postings.record);
   }
-  const uint32_t written = out->file().writeVInt(static_cast<uint32_t>(moved - m_postings.record));
-  out->file().copyFrom(file, static_cast<uint64_t>(length - consumed));
-  m_postings.records.count(written + static_cast<uint64_t>(length - consumed));
+  uint8_t value[VINTChunks::kMaxValueBytes];
+  const uint32_t size = encodeVInt(static_cast<uint32_t>(moved - m_postings.record), value);
+  uint8_t* const rewritten = stream + consumed - size;
+  std::copy(value, value + size, rewritten);
+  out->file().writeChars(rewritten, size + streamInPiece - consumed);
+  if (!whole) out->file().copyFrom(file, static_cast<uint64_t>(length - streamInPiece));
+  m_postings.records.count(size + static_cast<uint64_t>(length - consumed));
+  uint8_t trailer[POSPostings::kRecordTrailer];
+  if (whole) {
+    std::copy(stream + length, stream + length + sizeof trailer, trailer);
+  } else {
+    file.readChars(trailer, sizeof trailer);
+  }
+  if (static_cast<int64_t>(loadLE64(trailer)) != length) {
+    streamDoesNotFit(file, static_cast<int64_t>(loadLE64(trailer)), end - POSPostings::kRecordTrailer);
+  }
+  const uint32_t sourceLast = loadLE32(trailer + 8);
+  if (uint64_t{sourceLast} + base > UINT32_MAX || sourceLast + base < moved) {
+    QRN_RAISE(2, "record list of %s is out of order at %u", file.path().c_str(), sourceLast);
+  }
   m_postings.record = sourceLast + base;
 }
 
@@ -155,10 +211,22 @@ void POSVector::writeRecordTrailer(COutputDesc* out) const {
   out->file().writeInt(static_cast<int32_t>(m_postings.record));
 }
 
-void POSVector::mergePositions(COutputDesc* out, CInputDesc* in) {
-  const int64_t length = findStream(in->file(), POSPostings::kPositionTrailer, nullptr);
-  out->file().copyFrom(in->file(), static_cast<uint64_t>(length));
+void POSVector::mergePositions(COutputDesc* out, CInputDesc* in, int64_t start, int64_t end) {
+  CFileInput& file = in->file();
+  const int64_t length = streamAt(file, start, end, POSPostings::kPositionTrailer);
+  int64_t stored = 0;
+  if (length + POSPostings::kPositionTrailer <= kPieceBytes) {
+    // A short stream and its trailer in one read, the stream in one write.
+    std::vector<uint8_t> piece(static_cast<size_t>(length) + POSPostings::kPositionTrailer);
+    file.readChars(piece.data(), static_cast<uint32_t>(piece.size()));
+    out->file().writeChars(piece.data(), static_cast<uint32_t>(length));
+    stored = static_cast<int64_t>(loadLE64(piece.data() + length));
+  } else {
+    out->file().copyFrom(file, static_cast<uint64_t>(length));
+    stored = file.readInt64();
+  }
   m_postings.positions.count(static_cast<uint64_t>(length));
+  if (stored != length) streamDoesNotFit(file, stored, end - POSPostings::kPositionTrailer);
 }
 
 void POSVector::writePositionTrailer(COutputDesc* out) const {

@@ -15,6 +15,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 #include "codec/vintchunks.h"
 #include "codec/vintvector.h"
@@ -42,10 +43,13 @@ struct POSPostings {
   }
   // Puts the last record's frequency; once, before writing.
   void closeRecords(CMemCache& cache) { records.put(frequency, cache); }
-  // The record stream, R and the last record id.
+  // The record stream, R and the last record id, in one write.
   void writeRecords(COutputDesc* out) const;
-  // The position stream and P.
+  // The position stream and P, in one write.
   void writePositions(COutputDesc* out) const;
+  // The same bytes appended to `block`, for writers that gather many.
+  void appendRecords(std::vector<uint8_t>& block) const;
+  void appendPositions(std::vector<uint8_t>& block) const;
   // The block: both streams and their trailers.
   uint64_t blockBytes() const { return records.size() + positions.size() + kRecordTrailer + kPositionTrailer; }
 
@@ -106,21 +110,29 @@ class POSVector {
   const std::string& path() const { return m_records.path(); }
 
   // ---- merging: the object counts the merged list's bytes and last id
-  // while the streams go from file to file.
-  // Appends the record stream whose trailer ends at `in`'s position,
-  // its records moved up by `base`: only the first delta is rewritten.
-  void mergeRecords(COutputDesc* out, CInputDesc* in, uint32_t base);
+  // while the streams go from file to file. A source's stream and its
+  // trailer fill [start, end) of `in`'s file, which is read forwards only
+  // (a merge walks each source's blocks in file order); a trailer whose
+  // length differs raises level 2 "stream of %lld bytes ends at %lld in %s".
+  // Appends the record stream there, its records moved up by `base`: only
+  // the first delta is rewritten.
+  void mergeRecords(COutputDesc* out, CInputDesc* in, int64_t start, int64_t end, uint32_t base);
   void writeRecordTrailer(COutputDesc* out) const;
-  // Appends the position stream whose trailer ends at `in`'s position.
-  void mergePositions(COutputDesc* out, CInputDesc* in);
+  // Appends the position stream there.
+  void mergePositions(COutputDesc* out, CInputDesc* in, int64_t start, int64_t end);
   void writePositionTrailer(COutputDesc* out) const;
 
  private:
+  // Streams up to this long go through a merge in one read and one write.
+  static constexpr int64_t kPieceBytes = int64_t{1} << 16;
+
   CMemCache& cache();
   // Stands `file` at the start of the stream whose trailer of `trailer`
-  // bytes ends at its position; gives the stream's length and, for a record
-  // trailer, the last record id in `lastRecord`.
-  static int64_t findStream(CFileInput& file, int64_t trailer, uint32_t* lastRecord);
+  // bytes ends at its position; gives the stream's length.
+  static int64_t findStream(CFileInput& file, int64_t trailer);
+  // Stands `file` at `start`; gives the length of the stream whose trailer
+  // of `trailer` bytes ends at `end`.
+  static int64_t streamAt(CFileInput& file, int64_t start, int64_t end, int64_t trailer);
 
   CMemCache* m_cache;
   std::unique_ptr<CMemCache> m_ownedCache;

@@ -123,17 +123,71 @@ TEST(POSVector, MergeRewritesOnlyTheFirstDelta) {
     COutputDesc out(std::make_unique<CFileOutput>(merged.c_str()));
     POSVector counter(nullptr);
     const uint32_t bases[] = {0, 10, 200};
+    // Blocks lie one behind the other.
     for (size_t i = 0; i < stored.size(); ++i) {
-      counter.mergeRecords(&out, test::descriptorAt(sources, stored[i].recordEnd).get(), bases[i]);
+      const int64_t start = i == 0 ? 0 : stored[i - 1].positionEnd;
+      counter.mergeRecords(&out, test::descriptorAt(sources, 0).get(), start, stored[i].recordEnd, bases[i]);
     }
     counter.writeRecordTrailer(&out);
     for (const test::StoredList& list : stored) {
-      counter.mergePositions(&out, test::descriptorAt(sources, list.positionEnd).get());
+      counter.mergePositions(&out, test::descriptorAt(sources, 0).get(), list.recordEnd, list.positionEnd);
     }
     counter.writePositionTrailer(&out);
   }
   EXPECT_EQ(test::readFile(merged), bytes({2, 1, 3, 2, 6, 1, 0xC0, 0x01, 1}) + le64(9) + le32(203) +
                                         bytes({1, 3, 1, 2, 6}) + le64(5));
+}
+
+// Streams longer than a merge reads in one piece: the merged list reads back
+// as the sources' records moved up, one source after the other.
+TEST(POSVector, LongStreamsMergeAsTheyRead) {
+  test::TempDir dir;
+  const std::string sources = dir.file("sources");
+  std::mt19937 random(5);
+  // Long, short, long.
+  std::vector<test::Occurrences> lists(3);
+  for (size_t s = 0; s < lists.size(); ++s) {
+    uint32_t record = 0;
+    for (int i = 0; i < (s == 1 ? 5 : 40000); ++i) {
+      record += 1 + static_cast<uint32_t>(random() % 300);
+      lists[s][record] = {1 + static_cast<uint32_t>(random() % 200), 300 + static_cast<uint32_t>(random() % 50)};
+    }
+  }
+  const std::vector<test::StoredList> stored = test::writeLists(sources, lists);
+  const std::string merged = dir.file("merged");
+  const uint32_t bases[] = {0, 20000000, 30000000};
+  {
+    COutputDesc out(std::make_unique<CFileOutput>(merged.c_str()));
+    POSVector counter(nullptr);
+    auto records = test::descriptorAt(sources, 0);
+    auto positions = test::descriptorAt(sources, 0);
+    for (size_t i = 0; i < stored.size(); ++i) {
+      counter.mergeRecords(&out, records.get(), i == 0 ? 0 : stored[i - 1].positionEnd, stored[i].recordEnd, bases[i]);
+    }
+    counter.writeRecordTrailer(&out);
+    for (const test::StoredList& list : stored) {
+      counter.mergePositions(&out, positions.get(), list.recordEnd, list.positionEnd);
+    }
+    counter.writePositionTrailer(&out);
+  }
+  const std::string bytes = test::readFile(merged);
+  const auto list = test::openList(merged, {static_cast<int64_t>(bytes.size()) - 8 - static_cast<int64_t>(
+                                                loadLE64(bytes.data() + bytes.size() - 8)), static_cast<int64_t>(bytes.size())});
+  uint32_t reached = 0;
+  for (size_t i = 0; i < lists.size(); ++i) {
+    for (const auto& [record, positions] : lists[i]) {
+      ASSERT_TRUE(list->skipTo(reached + 1, &reached));
+      ASSERT_EQ(reached, record + bases[i]);
+      ASSERT_TRUE(list->skipToCurrent());
+      for (uint32_t position : positions) {
+        uint32_t p = 0;
+        ASSERT_TRUE(list->nextPosition(p));
+        ASSERT_EQ(p, position);
+      }
+      list->drain();
+    }
+  }
+  EXPECT_FALSE(list->skipTo(reached + 1, &reached));
 }
 
 TEST(POSVector, LengthsThatDoNotFitAreRefused) {
@@ -144,6 +198,11 @@ TEST(POSVector, LengthsThatDoNotFitAreRefused) {
   block.replace(2, 8, le64(3));  // R of 3 bytes in front of a 2-byte stream
   test::writeFile(path, block);
   EXPECT_TRUE(raises([&] { test::openList(path, stored); }, 2, "stream of 3 bytes ends at 2 in " + path));
+  // A merge takes the length from the block's bounds and holds the trailer to it.
+  COutputDesc out(std::make_unique<CFileOutput>(dir.file("merged").c_str()));
+  POSVector counter(nullptr);
+  EXPECT_TRUE(raises([&] { counter.mergeRecords(&out, test::descriptorAt(path, 0).get(), 0, stored.recordEnd, 0); },
+                     2, "stream of 3 bytes ends at 2 in " + path));
 }
 
 }  // namespace

@@ -11,12 +11,33 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 #include "storage/memcache.h"
 
 namespace quern {
 
 class COutputDesc;
+
+// The vint form of `value` at `out`, which has room for five bytes; gives
+// its length.
+inline uint32_t encodeVInt(uint32_t value, uint8_t* out) {
+  uint32_t length = 1;
+  for (; value >= 0x80; value >>= 7, ++length) *out++ = static_cast<uint8_t>(value | 0x80);
+  *out = static_cast<uint8_t>(value);
+  return length;
+}
+
+// The value whose vint form starts at `p` and ends before `end`; gives its
+// length, or 0 when the bytes end first or a sixth byte would be needed.
+inline uint32_t decodeVInt(const uint8_t* p, const uint8_t* end, uint32_t& value) {
+  value = 0;
+  for (uint32_t length = 1; p < end && length <= 5; ++p, ++length) {
+    value |= static_cast<uint32_t>(*p & 0x7F) << (7 * (length - 1));
+    if (*p < 0x80) return length;
+  }
+  return 0;
+}
 
 // A chunk's record, at the start of its block in the cache; the data follows.
 struct VINTChunk {
@@ -39,16 +60,17 @@ class VINTChunks {
   // too little room.
   void put(uint32_t value, CMemCache& cache) {
     if (m_last == nullptr || m_last->used + kMaxValueBytes >= m_last->capacity) makeChunk(cache);
-    uint8_t* out = m_last->data() + m_last->used;
-    uint32_t length = 1;
-    for (; value >= 0x80; value >>= 7, ++length) *out++ = static_cast<uint8_t>(value | 0x80);
-    *out = static_cast<uint8_t>(value);
+    const uint32_t length = encodeVInt(value, m_last->data() + m_last->used);
     m_last->used += length;
     m_byteCount += length;
   }
-  // Writes every chunk's used bytes in order. A null descriptor raises level
-  // 2 "desc is null"; bytes written that differ from `size()` "%d != %d".
+  // Writes every chunk's used bytes in order, in one write. A null
+  // descriptor raises level 2 "desc is null"; bytes that differ from
+  // `size()` "%d != %d".
   void writeTo(COutputDesc* desc) const;
+  // The same bytes appended to `out`, for writers that gather many streams
+  // into one write.
+  void appendTo(std::vector<uint8_t>& out) const;
   // Bytes of the stream: those put in, or those counted.
   uint64_t size() const { return m_byteCount; }
   // Adds bytes that went past the list, as a merge does that copies streams

@@ -49,18 +49,12 @@ int VINTVector::readSlow(uint32_t* out) {
   if (out == nullptr) QRN_RAISE(2, "invalid param v32s");
   if (m_readOffset >= m_length) return 0;
   fill(VINTChunks::kMaxValueBytes);
-  uint32_t value = 0;
-  for (const uint8_t* p = m_next; p < m_end; ++p) {
-    const auto shift = static_cast<uint32_t>(7 * (p - m_next));
-    if (shift == 35) tooLong();
-    value |= static_cast<uint32_t>(*p & 0x7F) << shift;
-    if (*p < 0x80) {
-      m_readOffset += static_cast<uint64_t>(p + 1 - m_next);
-      m_next = p + 1;
-      *out = value;
-      return 1;
-    }
+  const uint32_t length = decodeVInt(m_next, m_end, *out);
+  if (length != 0) {
+    consume(m_next + length);
+    return 1;
   }
+  if (m_end - m_next >= static_cast<ptrdiff_t>(VINTChunks::kMaxValueBytes)) tooLong();
   QRN_RAISE(2, "read file %s over", path().c_str());
 }
 

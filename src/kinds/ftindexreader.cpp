@@ -6,8 +6,8 @@
 #include "base/guard.h"
 #include "codec/posintersect.h"
 #include "index/fieldtable.h"
+#include "kinds/ftformat.h"
 #include "storage/closingblock.h"
-#include "storage/endian.h"
 #include "wordcleave.h"
 
 namespace quern {
@@ -17,7 +17,7 @@ FtIndexReader::FtIndexReader(const char* path) {
   raiseAs(QRN_SITE(2), "construct FtIndexReader", [&] {
     m_path = path;
     m_rowCount = openTable("construct CInputDesc fail", 0);
-    const int64_t bytes = m_rowCount * kRowBytes;
+    const int64_t bytes = m_rowCount * int64_t{ftformat::kRowBytes};
     if constexpr (sizeof(size_t) < sizeof(int64_t)) {
       if (bytes > static_cast<int64_t>(SIZE_MAX)) QRN_RAISE(2, "read %s fail, term table is too large", path);
     }
@@ -28,9 +28,8 @@ FtIndexReader::FtIndexReader(const char* path) {
       at += part;
     }
     for (uint32_t i = 0; i < m_rowCount; ++i) {
-      const char* row = m_rows.data() + i * kRowBytes;
-      checkRow(static_cast<int32_t>(loadLE32(row)),
-               Offsets{static_cast<int64_t>(loadLE64(row + 4)), static_cast<int64_t>(loadLE64(row + 12))});
+      const ftformat::Row row = ftformat::loadRow(m_rows.data() + i * ftformat::kRowBytes);
+      checkRow(row.term, Offsets{row.recordEnd, row.positionEnd});
     }
   }, [&] { close(); });
 }
@@ -57,7 +56,7 @@ uint32_t FtIndexReader::openTable(const char* descriptorFailure, uint32_t readBu
   CFileInput& file = m_input->file();
   m_tableOffset = file.position() - fieldtable::kMinTableBytes - int64_t{4} * static_cast<int64_t>(m_segments.size());
   const uint32_t count = table.rowCount();
-  if (count > (file.size() - closing::kSize - file.position()) / kRowBytes) {
+  if (count > (file.size() - closing::kSize - file.position()) / ftformat::kRowBytes) {
     QRN_RAISE(2, "read %s fail, term count %u is invalid", m_path.c_str(), count);
   }
   m_lastTerm = -1;
@@ -81,10 +80,10 @@ bool FtIndexReader::find(int32_t term, Offsets& offsets) const {
   uint32_t high = m_rowCount;
   while (low < high) {
     const uint32_t middle = low + (high - low) / 2;
-    const char* row = m_rows.data() + middle * kRowBytes;
-    const auto id = static_cast<int32_t>(loadLE32(row));
+    const ftformat::Row row = ftformat::loadRow(m_rows.data() + middle * ftformat::kRowBytes);
+    const int32_t id = row.term;
     if (id == term) {
-      offsets = Offsets{static_cast<int64_t>(loadLE64(row + 4)), static_cast<int64_t>(loadLE64(row + 12))};
+      offsets = Offsets{row.recordEnd, row.positionEnd};
       return true;
     }
     if (id < term) {
@@ -138,10 +137,11 @@ void FtIndexReader::beginScan() {
 
 bool FtIndexReader::nextTerm(int32_t& term, Offsets& offsets) {
   if (!m_input || m_scanCursor >= m_scanRows) return false;
-  CFileInput& file = m_input->file();
-  term = file.readInt();
-  offsets.recordEnd = file.readInt64();
-  offsets.positionEnd = file.readInt64();
+  char bytes[ftformat::kRowBytes];
+  m_input->file().readChars(bytes, sizeof bytes);
+  const ftformat::Row row = ftformat::loadRow(bytes);
+  term = row.term;
+  offsets = Offsets{row.recordEnd, row.positionEnd};
   checkRow(term, offsets);
   ++m_scanCursor;
   return true;

@@ -56,7 +56,6 @@ class FtIndexReader : public FieldIndexReader {
 
  private:
   static constexpr uint32_t kScanBuffer = 1u << 16;
-  static constexpr int64_t kRowBytes = 20;
   // Opens `m_input` (on a stream buffer of `readBuffer` bytes, 0 for the
   // default), tests the closing block, reads the segments and the term count
   // and leaves the input at the first row; gives the term count.

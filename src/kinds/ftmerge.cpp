@@ -4,8 +4,9 @@
 #include "base/guard.h"
 #include "base/suspend.h"
 #include "codec/posvector.h"
+#include "index/fieldtable.h"
+#include "kinds/ftformat.h"
 #include "storage/bytearena.h"
-#include "storage/endian.h"
 
 namespace quern {
 
@@ -52,14 +53,14 @@ void FtIndexMerger::insert(std::unique_ptr<FtIndexMergeEntry> entry) {
 
 FtIndexReader::Offsets FtIndexMerger::writeBlock(COutputDesc* output) {
   POSVector counter(nullptr);
+  // Each source's two descriptors move forwards only, one over its record
+  // streams and one over its position streams.
   for (FtIndexMergeEntry* entry : m_sameTerm) {
-    entry->recordInput()->file().seek(entry->taken().recordEnd);
-    counter.mergeRecords(output, entry->recordInput(), entry->base());
+    counter.mergeRecords(output, entry->recordInput(), entry->takenStart(), entry->taken().recordEnd, entry->base());
   }
   counter.writeRecordTrailer(output);
   for (FtIndexMergeEntry* entry : m_sameTerm) {
-    entry->positionInput()->file().seek(entry->taken().positionEnd);
-    counter.mergePositions(output, entry->positionInput());
+    counter.mergePositions(output, entry->positionInput(), entry->taken().recordEnd, entry->taken().positionEnd);
   }
   counter.writePositionTrailer(output);
   const POSPostings& block = counter.postings();
@@ -78,10 +79,8 @@ void FtIndexMerger::merge(COutputDesc* output) {
   const auto completeTerm = [&] {
     const FtIndexReader::Offsets ends = writeBlock(output);
     m_sameTerm.clear();
-    char* row = rows.append(4 + 8 + 8);
-    storeLE32(row, static_cast<uint32_t>(current));
-    storeLE64(row + 4, static_cast<uint64_t>(offset + ends.recordEnd));
-    storeLE64(row + 12, static_cast<uint64_t>(offset + ends.positionEnd));
+    ftformat::storeRow(rows.append(ftformat::kRowBytes),
+                       {current, offset + ends.recordEnd, offset + ends.positionEnd});
     ++rowCount;
     offset += ends.positionEnd;
   };
@@ -103,9 +102,7 @@ void FtIndexMerger::merge(COutputDesc* output) {
   if (!m_sameTerm.empty()) completeTerm();
 
   CFileOutput& file = output->file();
-  file.writeInt(static_cast<int32_t>(m_segments.size()));
-  for (uint32_t count : m_segments) file.writeInt(static_cast<int32_t>(count));
-  file.writeInt(static_cast<int32_t>(rowCount));
+  fieldtable::writeHead(file, m_segments, rowCount);
   rows.writeTo(file);
   output->writeClosingBlock(offset);
 }

@@ -29,15 +29,26 @@ class FtIndexMergeEntry : public CEntry {
   ~FtIndexMergeEntry() override = default;
 
   // Reads the next row into the term and next offsets; false after the last.
-  bool advance() { return m_reader->nextTerm(m_term, m_next); }
+  // Blocks lie one behind the other, so a block starts where the one before
+  // it ended (the first at 0).
+  bool advance() {
+    const int64_t start = m_next.positionEnd;
+    if (!m_reader->nextTerm(m_term, m_next)) return false;
+    m_nextStart = start;
+    return true;
+  }
   // The term stood on is taken into the block being written.
-  void take() { m_taken = m_next; }
+  void take() {
+    m_taken = m_next;
+    m_takenStart = m_nextStart;
+  }
 
   FtIndexReader* reader() const { return m_reader; }
   int32_t term() const { return m_term; }
   uint32_t base() const { return m_base; }
   void setBase(uint32_t base) { m_base = base; }
   const FtIndexReader::Offsets& taken() const { return m_taken; }
+  int64_t takenStart() const { return m_takenStart; }
   CInputDesc* recordInput() const { return m_recordInput.get(); }
   CInputDesc* positionInput() const { return m_positionInput.get(); }
 
@@ -50,6 +61,8 @@ class FtIndexMergeEntry : public CEntry {
   uint32_t m_base = 0;  // records of all sources before this one
   FtIndexReader::Offsets m_taken;
   FtIndexReader::Offsets m_next;
+  int64_t m_takenStart = 0;  // where the taken term's block starts
+  int64_t m_nextStart = 0;
 };
 
 // The engine: the queue of entries plus the entries themselves, which stay
