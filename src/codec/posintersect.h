@@ -31,6 +31,8 @@ class POSIntersect {
   // segments raises level 2 "record %u lies past the %u records of %s", a
   // record met twice (a damaged list) "record list of %s is out of order at %u".
   std::unique_ptr<SFWAHVector> run(const std::vector<uint32_t>& segments);
+  // The lists back, for a caller that attaches them again.
+  std::vector<std::unique_ptr<POSVector>> takeLists() { return std::move(m_lists); }
 
  private:
   // Positions checked for record `rid`, on which every list stands.

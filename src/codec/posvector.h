@@ -15,6 +15,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "codec/vintchunks.h"
@@ -85,6 +86,12 @@ class POSVector {
   // first byte of its stream. A length that does not fit before its trailer
   // raises level 2 "stream of %lld bytes ends at %lld in %s".
   void attach(std::unique_ptr<CInputDesc> recordInput, std::unique_ptr<CInputDesc> positionInput);
+  // Gives both descriptors back (record, position), so that a reader can
+  // attach the vector again to another list of the same file without new
+  // descriptors or buffers.
+  std::pair<std::unique_ptr<CInputDesc>, std::unique_ptr<CInputDesc>> detach() {
+    return {m_records.detach(), m_positions.detach()};
+  }
   // Reads at least one (delta, frequency) pair, and goes on while the record
   // reached is below `target`; false when the stream ends first. A null
   // `reached` raises level 2 "invalid param rids". Record ids are not checked

@@ -12,7 +12,8 @@ namespace quern {
 
 SFWAHChunks::SFWAHChunks(CMemCache* cache) : m_cache(cache) {
   if (m_cache == nullptr) {
-    m_ownedCache = std::make_unique<CMemCache>();
+    // Most sets a query makes are small: the chunks grow from a page.
+    m_ownedCache = std::make_unique<CMemCache>(CMemCache::kMinChunk, kOwnedFirstChunk);
     m_cache = m_ownedCache.get();
   }
 }

@@ -133,6 +133,7 @@ class SFWAHChunks {
   uint64_t imageBytes() const;
 
  private:
+  static constexpr uint32_t kOwnedFirstChunk = 4096;
   void makeChunk(uint32_t bytes);
   // Moves the read position to the next chunk that has a word left.
   void nextChunk();

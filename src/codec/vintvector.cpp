@@ -16,9 +16,18 @@ void VINTVector::attach(std::unique_ptr<CInputDesc> input, int64_t length) {
   m_length = m_fileLeft = static_cast<uint64_t>(length);
   m_readOffset = 0;
   m_bufferSize = static_cast<uint32_t>(std::min<uint64_t>(m_length, kReadBlock));
-  m_buffer.reset();
-  if (m_bufferSize != 0) m_buffer = std::make_unique_for_overwrite<uint8_t[]>(m_bufferSize);
+  // A vector attached again keeps a buffer that is large enough.
+  if (m_bufferSize > m_bufferCapacity) {
+    m_buffer = std::make_unique_for_overwrite<uint8_t[]>(m_bufferSize);
+    m_bufferCapacity = m_bufferSize;
+  }
   m_next = m_end = m_buffer.get();
+}
+
+std::unique_ptr<CInputDesc> VINTVector::detach() {
+  m_length = m_readOffset = m_fileLeft = 0;
+  m_next = m_end = m_buffer.get();
+  return std::move(m_input);
 }
 
 const std::string& VINTVector::path() const {

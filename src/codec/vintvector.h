@@ -26,6 +26,8 @@ class VINTVector {
   // Makes the vector the reader of the `length` bytes at the
   // descriptor's position, taking the descriptor.
   void attach(std::unique_ptr<CInputDesc> input, int64_t length);
+  // Gives the descriptor back, leaving the vector empty; null when none.
+  std::unique_ptr<CInputDesc> detach();
   bool hasMore() const { return m_readOffset < m_length; }
   // 1 with the next value in `out`, 0 at the end of the stream. A null `out`
   // raises level 2 "invalid param v32s"; a value cut by the stream's end
@@ -93,7 +95,8 @@ class VINTVector {
   uint64_t m_readOffset = 0;
   uint64_t m_fileLeft = 0;
   std::unique_ptr<uint8_t[]> m_buffer;
-  uint32_t m_bufferSize = 0;
+  uint32_t m_bufferSize = 0;      // of the buffer, the part this stream uses
+  uint32_t m_bufferCapacity = 0;
   const uint8_t* m_next = nullptr;
   const uint8_t* m_end = nullptr;
 };

@@ -1,6 +1,7 @@
 #include "kinds/ftindexreader.h"
 
 #include <algorithm>
+#include <tuple>
 
 #include "base/exception.h"
 #include "base/guard.h"
@@ -112,17 +113,36 @@ std::unique_ptr<SFWAHVector> FtIndexReader::search(const void* data, uint32_t si
   if (count == 0) return nullptr;
   std::vector<std::unique_ptr<POSVector>> lists;
   lists.reserve(count);
-  for (const Offsets& word : words) {
-    std::unique_ptr<CInputDesc> records = m_input->clone();
-    std::unique_ptr<CInputDesc> positions = m_input->clone();
-    records->file().seek(word.recordEnd);
-    positions->file().seek(word.positionEnd);
-    lists.push_back(POSDecoderFactory::instance().create(std::move(records), std::move(positions)));
+  for (const Offsets& word : words) lists.push_back(listAt(word));
+  POSIntersect intersect(std::move(lists));
+  std::unique_ptr<SFWAHVector> found = intersect.run(m_segments);
+  for (std::unique_ptr<POSVector>& list : intersect.takeLists()) {
+    if (m_spareLists.size() < kSpareLists) m_spareLists.push_back(std::move(list));
   }
-  return POSIntersect(std::move(lists)).run(m_segments);
+  return found;
+}
+
+std::unique_ptr<POSVector> FtIndexReader::listAt(const Offsets& word) {
+  std::unique_ptr<POSVector> list;
+  std::unique_ptr<CInputDesc> records;
+  std::unique_ptr<CInputDesc> positions;
+  if (m_spareLists.empty()) {
+    records = m_input->clone();
+    positions = m_input->clone();
+  } else {
+    list = std::move(m_spareLists.back());
+    m_spareLists.pop_back();
+    std::tie(records, positions) = list->detach();
+  }
+  records->file().seek(word.recordEnd);
+  positions->file().seek(word.positionEnd);
+  if (!list) return POSDecoderFactory::instance().create(std::move(records), std::move(positions));
+  list->attach(std::move(records), std::move(positions));
+  return list;
 }
 
 void FtIndexReader::close() {
+  m_spareLists.clear();
   m_input.reset();
   m_rows = ZeroedArray<char>();
   m_rowCount = 0;

@@ -19,6 +19,8 @@
 
 namespace quern {
 
+class POSVector;
+
 class FtIndexReader : public FieldIndexReader {
  public:
   // Where a term's block ends its record trailer and its position trailer.
@@ -40,7 +42,8 @@ class FtIndexReader : public FieldIndexReader {
   // the text has no word or a word is no term of the file. Needs the reader
   // open and a Canceler set.
   std::unique_ptr<SFWAHVector> search(const void* data, uint32_t size) override;
-  // Drops the input, the term table and the segments; harmless when closed.
+  // Drops the input, the term table, the segments and the spare lists;
+  // harmless when closed.
   void close() override;
   uint32_t termCount() const { return m_rowCount; }
 
@@ -65,12 +68,20 @@ class FtIndexReader : public FieldIndexReader {
   // the table.
   void checkRow(int32_t term, const Offsets& offsets);
   bool find(int32_t term, Offsets& offsets) const;
+  // A list standing on the term's block: a spare one attached again, or a
+  // new one on two new descriptors.
+  std::unique_ptr<POSVector> listAt(const Offsets& word);
+
+  // Lists of earlier searches, kept with their descriptors and buffers so
+  // that a search of a few words opens no file and allocates no buffer.
+  static constexpr size_t kSpareLists = 8;
 
   std::string m_path;
   std::unique_ptr<CInputDesc> m_input;
   ZeroedArray<char> m_rows;  // the table's rows as the file holds them
   uint32_t m_rowCount = 0;
   std::vector<uint32_t> m_segments;
+  std::vector<std::unique_ptr<POSVector>> m_spareLists;
   uint32_t m_scanRows = 0;
   uint32_t m_scanCursor = 0;
   int64_t m_tableOffset = 0;  // T: blocks lie below it

@@ -1,5 +1,6 @@
 #include "storage/memcache.h"
 
+#include <algorithm>
 #include <new>
 
 #include "base/exception.h"
@@ -24,13 +25,14 @@ uint8_t* CMemCache::alloc(uint32_t size) {
 CMemCache::MemChunk& CMemCache::addChunk(uint32_t size) {
   std::unique_ptr<MemChunk> chunk(new (std::nothrow) MemChunk);
   if (!chunk) QRN_RAISE(2, "alloc chunk failed");
-  const uint32_t capacity = size > m_minChunk ? size : m_minChunk;
+  const uint32_t capacity = size > m_nextChunk ? size : m_nextChunk;
   chunk->base.reset(new (std::nothrow) uint8_t[capacity]);
   if (!chunk->base) QRN_RAISE(2, "alloc chunk size %u failed", capacity);
   chunk->capacity = capacity;
   raiseAs(QRN_SITE(2), "m_memList push_back", [&] {
     m_memList.push_back(std::move(chunk));
   });
+  m_nextChunk = static_cast<uint32_t>(std::min<uint64_t>(uint64_t{m_nextChunk} * 2, m_minChunk));
   return *m_memList.back();
 }
 

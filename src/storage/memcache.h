@@ -1,6 +1,6 @@
 // CMemCache: a bump allocator over chunks of at least 1 MiB (or of the
-// minimum it was made with), freed all at once by `clear`. Blocks are not aligned; word-oriented users copy through
-// memcpy. One thread at a time.
+// minimum it was made with), freed all at once by `clear`. Blocks are not
+// aligned; word-oriented users copy through memcpy. One thread at a time.
 #pragma once
 
 #include <cstdint>
@@ -14,7 +14,11 @@ class CMemCache {
   static constexpr uint32_t kMinChunk = 0x100000;
 
   // `minChunk` below 1 MiB suits a cache that holds one block of known size.
-  explicit CMemCache(uint32_t minChunk = kMinChunk) : m_minChunk(minChunk) {}
+  // A `firstChunk` below it makes the chunks start there and double up to
+  // `minChunk`, so that a cache that mostly stays small (a query's set)
+  // costs little.
+  explicit CMemCache(uint32_t minChunk = kMinChunk, uint32_t firstChunk = 0)
+      : m_minChunk(minChunk), m_nextChunk(firstChunk == 0 || firstChunk > minChunk ? minChunk : firstChunk) {}
   virtual ~CMemCache() = default;
   CMemCache(const CMemCache&) = delete;
   CMemCache& operator=(const CMemCache&) = delete;
@@ -45,6 +49,7 @@ class CMemCache {
 
   std::vector<std::unique_ptr<MemChunk>> m_memList;
   uint32_t m_minChunk;
+  uint32_t m_nextChunk;  // the size of the next chunk, short of a larger block
 };
 
 }  // namespace quern

@@ -22,6 +22,13 @@ TEST(MemCache, ChunkSizes) {
   small.alloc(100);
   small.alloc(10);
   EXPECT_EQ(small.totalBytes(), 164u) << "a smaller minimum";
+
+  CMemCache growing(64, 16);
+  for (uint32_t fill : {16u, 31u, 63u}) {
+    growing.alloc(fill);  // the chunk made for the byte before, filled
+    growing.alloc(1);     // a new chunk, twice the last, up to the minimum
+  }
+  EXPECT_EQ(growing.totalBytes(), 16u + 32u + 64u + 64u) << "chunks double from the first up to the minimum";
 }
 
 TEST(MemCache, FirstFitFromTheOldestChunkAndRewind) {
