@@ -1,6 +1,7 @@
 #include "codec/posvector.h"
 
 #include <algorithm>
+#include <vector>
 
 #include "base/exception.h"
 #include "codec/pospairs.h"
@@ -20,37 +21,15 @@ void POSPostings::addRecord(uint32_t record, uint32_t position, CMemCache& cache
   this->record = record;
 }
 
-namespace {
-void appendLE(std::vector<uint8_t>& out, uint64_t value, size_t bytes) {
-  for (size_t i = 0; i < bytes; ++i) out.push_back(static_cast<uint8_t>(value >> (8 * i)));
-}
-
-void writeAll(COutputDesc* out, const std::vector<uint8_t>& bytes) {
-  out->file().writeChars(bytes.data(), static_cast<uint32_t>(bytes.size()));
-}
-}  // namespace
-
-void POSPostings::appendRecords(std::vector<uint8_t>& block) const {
-  records.appendTo(block);
-  appendLE(block, records.size(), 8);
-  appendLE(block, record, 4);
-}
-
-void POSPostings::appendPositions(std::vector<uint8_t>& block) const {
-  positions.appendTo(block);
-  appendLE(block, positions.size(), 8);
-}
-
 void POSPostings::writeRecords(COutputDesc* out) const {
-  std::vector<uint8_t> bytes;
-  appendRecords(bytes);
-  writeAll(out, bytes);
+  records.writeTo(out);
+  out->file().writeInt64(static_cast<int64_t>(records.size()));
+  out->file().writeInt(static_cast<int32_t>(record));
 }
 
 void POSPostings::writePositions(COutputDesc* out) const {
-  std::vector<uint8_t> bytes;
-  appendPositions(bytes);
-  writeAll(out, bytes);
+  positions.writeTo(out);
+  out->file().writeInt64(static_cast<int64_t>(positions.size()));
 }
 
 // ---- POSVector ---------------------------------------------------------------

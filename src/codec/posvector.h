@@ -16,7 +16,6 @@
 #include <cstdint>
 #include <memory>
 #include <utility>
-#include <vector>
 
 #include "codec/vintchunks.h"
 #include "codec/vintvector.h"
@@ -44,13 +43,10 @@ struct POSPostings {
   }
   // Puts the last record's frequency; once, before writing.
   void closeRecords(CMemCache& cache) { records.put(frequency, cache); }
-  // The record stream, R and the last record id, in one write.
+  // The record stream, R and the last record id.
   void writeRecords(COutputDesc* out) const;
-  // The position stream and P, in one write.
+  // The position stream and P.
   void writePositions(COutputDesc* out) const;
-  // The same bytes appended to `block`, for writers that gather many.
-  void appendRecords(std::vector<uint8_t>& block) const;
-  void appendPositions(std::vector<uint8_t>& block) const;
   // The block: both streams and their trailers.
   uint64_t blockBytes() const { return records.size() + positions.size() + kRecordTrailer + kPositionTrailer; }
 

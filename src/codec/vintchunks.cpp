@@ -22,22 +22,16 @@ void VINTChunks::makeChunk(CMemCache& cache) {
 
 void VINTChunks::writeTo(COutputDesc* desc) const {
   if (desc == nullptr) QRN_RAISE(2, "desc is null");
-  std::vector<uint8_t> bytes;
-  appendTo(bytes);
-  desc->file().writeChars(bytes.data(), static_cast<uint32_t>(bytes.size()));
-}
-
-void VINTChunks::appendTo(std::vector<uint8_t>& out) const {
-  const size_t before = out.size();
+  uint64_t written = 0;
   if (const VINTChunk* chunk = first()) {
     for (;; chunk = chunk->next) {
-      out.insert(out.end(), chunk->data(), chunk->data() + chunk->used);
+      desc->file().writeChars(chunk->data(), chunk->used);
+      written += chunk->used;
       if (chunk == m_last) break;
     }
   }
-  const size_t appended = out.size() - before;
-  if (static_cast<uint32_t>(appended) != static_cast<uint32_t>(m_byteCount)) {
-    QRN_RAISE(2, "%d != %d", static_cast<int>(appended), static_cast<int>(m_byteCount));
+  if (static_cast<uint32_t>(written) != static_cast<uint32_t>(m_byteCount)) {
+    QRN_RAISE(2, "%d != %d", static_cast<int>(written), static_cast<int>(m_byteCount));
   }
 }
 

@@ -11,7 +11,6 @@
 #pragma once
 
 #include <cstdint>
-#include <vector>
 
 #include "storage/memcache.h"
 
@@ -64,13 +63,9 @@ class VINTChunks {
     m_last->used += length;
     m_byteCount += length;
   }
-  // Writes every chunk's used bytes in order, in one write. A null
-  // descriptor raises level 2 "desc is null"; bytes that differ from
-  // `size()` "%d != %d".
+  // Writes every chunk's used bytes in order. A null descriptor raises level
+  // 2 "desc is null"; bytes written that differ from `size()` "%d != %d".
   void writeTo(COutputDesc* desc) const;
-  // The same bytes appended to `out`, for writers that gather many streams
-  // into one write.
-  void appendTo(std::vector<uint8_t>& out) const;
   // Bytes of the stream: those put in, or those counted.
   uint64_t size() const { return m_byteCount; }
   // Adds bytes that went past the list, as a merge does that copies streams

@@ -5,8 +5,6 @@
 #include "base/exception.h"
 #include "base/guard.h"
 #include "index/fieldtable.h"
-#include "kinds/ftformat.h"
-#include "storage/bytearena.h"
 #include "wordcleave.h"
 
 namespace quern {
@@ -54,30 +52,24 @@ void FtIndexer::write(COutputDesc* output) {
   if (m_written) QRN_RAISE(1, "write after write");
   m_written = true;
   const std::vector<FtTerm*> terms = m_terms->sorted();
-  CFileOutput& file = output->file();
-  // Blocks go out gathered into writes of about a megabyte; the rows are
-  // kept as the table's image behind them.
-  std::vector<uint8_t> blocks;
-  ByteArena rows;
   uint64_t tableOffset = 0;
   for (FtTerm* term : terms) {
-    POSPostings& postings = term->postings;
-    postings.closeRecords(*m_cache);
-    postings.appendRecords(blocks);
-    postings.appendPositions(blocks);
-    const auto start = static_cast<int64_t>(tableOffset);
-    ftformat::storeRow(rows.append(ftformat::kRowBytes),
-                       {term->id, start + static_cast<int64_t>(postings.records.size() + POSPostings::kRecordTrailer),
-                        start + static_cast<int64_t>(postings.blockBytes())});
-    tableOffset += postings.blockBytes();
-    if (blocks.size() >= kWriteBytes) {
-      file.writeChars(blocks.data(), static_cast<uint32_t>(blocks.size()));
-      blocks.clear();
-    }
+    term->postings.closeRecords(*m_cache);
+    term->postings.writeRecords(output);
+    term->postings.writePositions(output);
+    tableOffset += term->postings.blockBytes();
   }
-  if (!blocks.empty()) file.writeChars(blocks.data(), static_cast<uint32_t>(blocks.size()));
+  CFileOutput& file = output->file();
   fieldtable::writeHead(file, {&m_recordCount, 1}, static_cast<uint32_t>(terms.size()));
-  rows.writeTo(file);
+  uint64_t block = 0;
+  for (const FtTerm* term : terms) {
+    // The row of kinds/ftformat.h.
+    const POSPostings& postings = term->postings;
+    file.writeInt(term->id);
+    file.writeInt64(static_cast<int64_t>(block + postings.records.size() + POSPostings::kRecordTrailer));
+    file.writeInt64(static_cast<int64_t>(block + postings.blockBytes()));
+    block += postings.blockBytes();
+  }
   output->writeClosingBlock(static_cast<int64_t>(tableOffset));
 }
 

@@ -43,8 +43,6 @@ class FtIndexer : public FieldIndexer {
   uint32_t termCount() const { return m_terms->size(); }
 
  private:
-  static constexpr size_t kWriteBytes = size_t{1} << 20;
-
   std::unique_ptr<CMemCache> m_ownedCache;
   CMemCache* m_cache;
   uint32_t m_termsSize;
