@@ -22,7 +22,6 @@
 #include <xapian.h>
 
 #include <algorithm>
-#include <cctype>
 #include <cmath>
 #include <chrono>
 #include <filesystem>
@@ -46,6 +45,7 @@
 #include "kinds/ftindexreader.h"
 #include "rowrender/payload.h"
 #include "qvloggen/framemaker.h"
+#include "qvloggen/truthquery.h"
 #include "storage/endian.h"
 #include "storage/outputdesc.h"
 
@@ -116,31 +116,6 @@ const Corpus& corpus() {
   return made;
 }
 
-// The words of a spaced text as all three cut it: runs of ASCII letters and
-// digits, folded, and each CJK character.
-std::vector<std::string> wordsOf(const std::string& text) {
-  std::vector<std::string> words;
-  std::string run;
-  const auto endRun = [&] {
-    if (!run.empty()) words.push_back(run);
-    run.clear();
-  };
-  for (size_t i = 0; i < text.size(); ++i) {
-    const auto c = static_cast<unsigned char>(text[i]);
-    if (std::isalnum(c)) {
-      run += static_cast<char>(std::tolower(c));
-      continue;
-    }
-    endRun();
-    if (cjkLead(c) && i + 3 <= text.size()) {
-      words.push_back(text.substr(i, 3));
-      i += 2;
-    }
-  }
-  endRun();
-  return words;
-}
-
 // ---- the phrases -------------------------------------------------------------
 
 struct Phrase {
@@ -163,7 +138,7 @@ std::vector<Phrase> choosePhrases() {
   std::unordered_map<uint64_t, uint32_t> pairs, triples, singles;
   for (const std::string& text : corpus().texts) {
     std::vector<uint32_t> words;
-    for (const std::string& word : wordsOf(text)) {
+    for (const std::string& word : qvloggen::truthWords(text)) {
       const auto [it, added] = ids.try_emplace(word, static_cast<uint32_t>(names.size()));
       if (added) names.push_back(word);
       words.push_back(it->second);

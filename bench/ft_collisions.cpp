@@ -3,14 +3,15 @@
 // cut as the index cuts it) and over 1,000,000 distinct made-up words (2 to
 // 12 ASCII letters and digits, fixed seed). Beside each count, what a hash
 // spread evenly over the id space would give: n(n - 1) / 2 / ids.
-#include <cctype>
 #include <cstdio>
 #include <random>
 #include <set>
 #include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
+#include "qvloggen/truthquery.h"
 #include "qvloggen/vocabulary.h"
 #include "wordcleave.h"
 
@@ -33,32 +34,10 @@ void report(const char* what, const std::set<std::string>& words) {
               static_cast<unsigned long long>(pairs), n * (n - 1) / 2 / word_cleave_terms_size());
 }
 
-// The words of a vocabulary text: runs of ASCII letters and digits, folded,
-// and each other character on its own (the lists' only non-ASCII letters
-// are CJK characters). `report` checks that each is one word to the cutter.
+// The words of a vocabulary text, cut as the generator's truth cuts them;
+// `report` checks that each is one word to the cutter.
 void addWords(std::set<std::string>& words, std::string_view text) {
-  std::string run;
-  const auto endRun = [&] {
-    if (!run.empty()) words.insert(run);
-    run.clear();
-  };
-  for (size_t at = 0; at < text.size();) {
-    const auto c = static_cast<unsigned char>(text[at]);
-    if (c < 0x80) {
-      if (std::isalnum(c)) {
-        run.push_back(static_cast<char>(std::tolower(c)));
-      } else {
-        endRun();
-      }
-      ++at;
-      continue;
-    }
-    endRun();
-    const size_t length = c >= 0xF0 ? 4 : c >= 0xE0 ? 3 : 2;
-    words.insert(std::string(text.substr(at, length)));
-    at += length;
-  }
-  endRun();
+  for (std::string& word : quern::qvloggen::truthWords(std::string(text))) words.insert(std::move(word));
 }
 
 }  // namespace
